@@ -1,0 +1,38 @@
+// How the agreement's items become record packets and back; the partner, who knows the record format, gives it to
+// the device store, which only moves bytes.
+#pragma once
+
+#include <optional>
+#include <stdexcept>
+#include <string>
+
+#include "sync/item.h"
+
+namespace kez::sync {
+
+// A packet that cannot be read; the text says what is wrong with it.
+class PacketError : public std::runtime_error {
+ public:
+    using std::runtime_error::runtime_error;
+};
+
+class PacketCodec {
+ public:
+    virtual ~PacketCodec() = default;
+
+    // The item in a complete packet (of the wire format, length field first). Throws PacketError.
+    virtual Item Decode(ItemType type, const std::string& packet) const = 0;
+
+    // The packet that makes a device item read `wanted`. `held` is what the device holds now, null for a new item:
+    // fields that it has and `wanted` lacks are sent in the form that clears them.
+    virtual std::string Encode(const Item& wanted, const Item* held) const = 0;
+
+    // Whether a device can hold `item` as it is written: empty, or a sentence that names what it cannot hold.
+    virtual std::string WhyNotHeld(const Item& item) const = 0;
+
+    // How a device gives back what was sent: the fields that come back otherwise than they were written (a busy
+    // status that always ends busy, ...). Applied to `sent`, it gives what a faithful device answers.
+    virtual Item AsHeldByDevice(const Item& sent) const = 0;
+};
+
+}  // namespace kez::sync
