@@ -77,7 +77,8 @@ class ItemBase : public IItem {
     HRESULT CopyItem(ItemBase** out);
 
     // --- Values with their rules -----------------------------------------------------------------------------
-    // For accessors. Texts: E_FIELDTOOLARGE beyond the catalogue's limit. Numbers: E_INVALIDARG beyond its bound.
+    // For accessors. Texts are read up to their terminator, so that a plain wide string serves as well as an automation
+    // string; E_FIELDTOOLARGE beyond the catalogue's limit. Numbers: E_INVALIDARG beyond its bound.
     // Dates: E_INVALIDARG outside 1900-01-01 to 2999-12-31, except DATE_NONE, which removes the value.
     HRESULT GetText(CEPROPID id, BSTR* out) const;  // an empty string for none, never null
     HRESULT PutText(CEPROPID id, BSTR in);
@@ -104,11 +105,9 @@ class ItemBase : public IItem {
     virtual void AfterSave() {}
     // Takes over what another item of the type keeps beside its record; the values are copied already.
     virtual void CopyDetailsFrom(ItemBase& from) { (void)from; }
-    // The value of a property whose access is Calculated, from `values`; nothing where it is absent.
-    virtual std::optional<Value> Calculated(CEPROPID id, const PropertyBag& values) const {
-        (void)id, (void)values;
-        return std::nullopt;
-    }
+    // The value of a property whose access is Calculated, from `values`; nothing where it is absent. Unless an item
+    // type calculates it, it is what the record holds under that identifier.
+    virtual std::optional<Value> Calculated(CEPROPID id, const PropertyBag& values) const;
     // Takes a value (null: removes it) that the catalogue allows to be written or that is Calculated. Called by every
     // Put and by SetProps; an item type overrides it to couple properties. S_FALSE: not taken.
     virtual HRESULT PutValue(const PropertyRow& row, const Value* value);

@@ -2,7 +2,7 @@
 // identifiers, and everything that can be counted or ordered is counted and ordered by the records themselves, the
 // ones that the property database calls see.
 //
-// Every operation throws StoreError where the volume refuses. Calls from several threads are serialised inside.
+// Every operation throws propertydb::VolumeError where the volume refuses. Objects may be used from any thread.
 #pragma once
 
 #include <pimstore.h>
@@ -10,24 +10,13 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "platform/pocketoutlook/property_bag.h"
+#include "platform/propertydb/volume.h"
 
 namespace kez::pocketoutlook {
-
-// The volume refused: `Error()` is the last error of the property database.
-class StoreError : public std::runtime_error {
- public:
-    StoreError(const std::string& what, DWORD error) : std::runtime_error(what), m_error(error) {}
-    DWORD Error() const { return m_error; }
-    HRESULT Result() const { return HRESULT_FROM_WIN32(m_error); }
-
- private:
-    DWORD m_error;
-};
 
 // One folder and the database behind it.
 struct FolderRow {
@@ -42,62 +31,84 @@ const FolderRow* FindFolder(INT folder);      // null where there is no such fol
 const FolderRow* FindItemType(INT itemType);  // null where there is no such item type
 const FolderRow& RowOf(OlItemType type);
 
-// Rows that belong to an item beside its record: kept in a database of their own, ordered by owner and key, removed
-// with their owner.
-enum class Detail {
-    Exceptions,  // of a series; the key is the original start of the occurrence
-    Recipients,  // of an appointment; the key is the position, from 1
+// What belongs to an item beside its record: rows in the order of their keys, removed with their item. A change of one
+// is a change of the item.
+enum class Detail : DWORD {
+    Exceptions = 1,  // of a series; the key is the original start of the occurrence, as WallTicks
+    Recipients = 2,  // of an appointment; the key is the position, from 1
+    Streams = 3,     // contents of stream properties; the key is the property's identifier
 };
 struct DetailRow {
-    double key = 0;
+    std::int64_t key = 0;
     PropertyBag values;
+};
+
+// A property that a program named.
+struct NamedProperty {
+    CEPROPID id;
+    bool replicates;  // copies of an item carry it
 };
 
 class ItemStore {
  public:
-    // Opens the volume of the open device and makes it and its databases where they are missing.
+    // The store of the open device; makes the volume and its databases where they are missing.
     static std::shared_ptr<ItemStore> Open();
-    virtual ~ItemStore() = default;
+    explicit ItemStore(std::shared_ptr<propertydb::Volume> volume);
 
-    // A number that moves whenever a record of that type may have changed, by this process or another one.
-    virtual std::uint64_t ChangeCounter(OlItemType type) = 0;
-    // The oids of all items of a type in the database's order.
-    virtual std::vector<CEOID> Oids(OlItemType type) = 0;
-    virtual std::optional<OlItemType> TypeOf(CEOID oid) = 0;
-    // The record's values, large ones (streams) left out; nothing where there is no such item.
-    virtual std::optional<PropertyBag> Read(CEOID oid) = 0;
-    // A stream property's bytes; empty where there are none.
-    virtual std::vector<BYTE> ReadStream(CEOID oid, CEPROPID id) = 0;
-    virtual bool HasStream(CEOID oid, CEPROPID id) = 0;
-    // Rows ascending by key.
-    virtual std::vector<DetailRow> Details(Detail kind, CEOID owner) = 0;
-    // The identifier of a property named by a program: the existing one, else a new one of `type` where `create` is
-    // set, else PIMPR_INVALID_ID. `replicate` says whether copies of an item carry it.
-    virtual CEPROPID NamedProperty(const std::u16string& name, WORD type, bool create, bool replicate) = 0;
-    virtual bool Replicates(CEPROPID id) = 0;
+    // --- Reading ---
+    // The identifier of a folder: that of its database.
+    CEOID FolderOid(OlItemType type) const { return Database(type); }
+    // Moves whenever an item of that type may have changed, whoever changed it.
+    std::uint64_t ChangeCounter(OlItemType type) const;
+    // The oids of all items of a type in the database's order; read together with the counter they are good for.
+    struct OidList {
+        std::shared_ptr<const std::vector<CEOID>> oids;
+        std::uint64_t counter;
+    };
+    OidList Oids(OlItemType type) const;
+    std::size_t Count(OlItemType type) const;
+    std::optional<OlItemType> TypeOf(CEOID oid) const;
+    std::optional<PropertyBag> Read(OlItemType type, CEOID oid) const;            // nothing where there is no such item
+    propertydb::Bytes ReadStream(OlItemType type, CEOID oid, CEPROPID id) const;  // empty where there is none
+    bool HasStream(OlItemType type, CEOID oid, CEPROPID id) const;
+    std::vector<DetailRow> Details(Detail kind, OlItemType type, CEOID owner) const;  // ascending by key
 
-    // One transaction: all of it takes place at Commit, or, where it goes out of scope before, nothing. No other
-    // transaction of this process can begin meanwhile.
+    // --- Named properties ---
+    // The identifier that goes with a name, or PIMPR_INVALID_ID.
+    CEPROPID FindName(const std::u16string& name);
+    // The same, and makes one of value type `type` where there is none.
+    CEPROPID MakeName(const std::u16string& name, WORD type, bool replicates);
+    std::optional<NamedProperty> FindNamed(CEPROPID id);
+
+    // --- Writing ---
+    // One transaction: all of it takes place at Commit, or, where it goes out of scope before, nothing. Other threads
+    // that use the volume wait meanwhile.
     class Transaction {
      public:
-        virtual ~Transaction() = default;
+        explicit Transaction(ItemStore& store) : m_store(store), m_transaction(store.m_volume) {}
         // A new record with these values; its oid, which never was another item's.
-        virtual CEOID Insert(OlItemType type, const PropertyBag& values) = 0;
-        // Writes these properties of a record and leaves its others; StoreError 87 where the record is gone. Does
-        // nothing for no changes.
-        virtual void Update(CEOID oid, const PropertyChanges& changes) = 0;
-        // Marks the record as changed though none of its own values is: for changes of details and streams.
-        virtual void Touch(CEOID oid) = 0;
-        // Removes a record with its details and streams; StoreError 87 where it is gone.
-        virtual void Remove(CEOID oid) = 0;
-        virtual void WriteStream(CEOID oid, CEPROPID id, const std::vector<BYTE>& bytes) = 0;  // empty removes it
-        virtual void PutDetail(Detail kind, CEOID owner, double key,
-                               const PropertyBag& values) = 0;  // adds or replaces
-        virtual void RemoveDetail(Detail kind, CEOID owner, double key) = 0;
-        virtual void RemoveDetails(Detail kind, CEOID owner) = 0;
-        virtual void Commit() = 0;
+        CEOID Insert(OlItemType type, const PropertyBag& values);
+        // Writes what Difference() found and leaves the record's other values. VolumeError 87 where the record is gone
+        // (also below). Does nothing for no changes.
+        void Update(OlItemType type, CEOID oid, const propertydb::PropertySet& changes);
+        // Removes a record with its details and streams.
+        void Remove(OlItemType type, CEOID oid);
+        void WriteStream(OlItemType type, CEOID oid, CEPROPID id, const propertydb::Bytes& bytes);  // empty removes it
+        void PutDetail(Detail kind, OlItemType type, CEOID owner, std::int64_t key, const PropertyBag& values);
+        void RemoveDetail(Detail kind, OlItemType type, CEOID owner, std::int64_t key);
+        void RemoveDetails(Detail kind, OlItemType type, CEOID owner);
+        void Commit() { m_transaction.Commit(); }
+
+     private:
+        ItemStore& m_store;
+        propertydb::Transaction m_transaction;
     };
-    virtual std::unique_ptr<Transaction> Begin() = 0;
+
+ private:
+    CEOID Database(OlItemType type) const;
+
+    std::shared_ptr<propertydb::Volume> m_volume;
+    std::vector<CEOID> m_databases;  // in the order of the folder table
 };
 
 }  // namespace kez::pocketoutlook

@@ -45,7 +45,7 @@ class Session : public std::enable_shared_from_this<Session> {
 };
 
 // Runs a method's body at the edge of the object model: a planned fault of that name, then the session's state, then
-// the body, whose exceptions become HRESULTs (StoreError: its error; out of memory: E_OUTOFMEMORY). `session` may be
+// the body, whose exceptions become HRESULTs (VolumeError: its error; out of memory: E_OUTOFMEMORY). `session` may be
 // null for methods that need none.
 template <class Body>
 HRESULT Guard(const char* method, const Session* session, Body&& body) noexcept {
@@ -55,8 +55,8 @@ HRESULT Guard(const char* method, const Session* session, Body&& body) noexcept 
     }
     try {
         return body();
-    } catch (const StoreError& error) {
-        return error.Result();
+    } catch (const propertydb::VolumeError& error) {
+        return HRESULT_FROM_WIN32(error.Code());
     } catch (const std::bad_alloc&) {
         return E_OUTOFMEMORY;
     }
