@@ -1,0 +1,6 @@
+// Interlocked counters: atomic on a plain 32-bit variable of the caller.
+#include <windows.h>
+
+LONG InterlockedIncrement(volatile LONG* value) { return __atomic_add_fetch(value, 1, __ATOMIC_SEQ_CST); }
+
+LONG InterlockedDecrement(volatile LONG* value) { return __atomic_sub_fetch(value, 1, __ATOMIC_SEQ_CST); }
