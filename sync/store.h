@@ -55,8 +55,7 @@ struct Listed {
 struct Listing {
     bool trusted = true;  // false: the store answered nothing at all, which is not the same as an empty store
     std::vector<Listed> items;
-    std::vector<std::string> deleted;  // identifiers that the store itself reports as deleted
-    std::vector<Problem> findings;     // what was odd about the listing, for the report
+    std::vector<Problem> findings;  // what was odd about the listing, for the report
 };
 
 struct [[nodiscard]] ReadResult {
@@ -65,6 +64,7 @@ struct [[nodiscard]] ReadResult {
     std::string revision;
     std::string raw;                  // what the item was read from (a packet, a file's text), kept in the journal
     std::vector<std::string> losses;  // what of the item the other side will not see, one sentence each
+    std::optional<Item> remaining;    // what the store still holds, where reading took something out of it
 };
 
 struct [[nodiscard]] WriteResult {
@@ -96,6 +96,24 @@ class Store {
     virtual Problem Delete(ItemType type, const std::string& id, const std::string& expectedRevision) = 0;
 
     virtual void Flush() = 0;
+
+    // Milestones of a pass, for a store that reports them to somebody.
+    virtual void BeginPass(ItemType) {}
+    virtual void EndPass(ItemType) {}
+    virtual void BeginWrites(ItemType) {}
+    virtual void EndWrites(ItemType) {}
+
+    // The other side holds the item that was read from here, and so does the state.
+    virtual void Acknowledge(ItemType, const std::string& /*id*/) {}
+};
+
+// What a store takes out of itself while it is read, kept until the other side holds it durably. What Keep was
+// given is durable when it returns and survives any end of the process.
+class Keepsakes {
+ public:
+    virtual ~Keepsakes() = default;
+    virtual void Keep(ItemType type, const std::string& id, const std::string& what) = 0;
+    virtual std::string Kept(ItemType type, const std::string& id) = 0;  // "" for nothing
 };
 
 }  // namespace kez::sync

@@ -1,0 +1,712 @@
+#include "sync/agreement.h"
+
+#include <algorithm>
+#include <chrono>
+#include <unordered_map>
+
+#include "sync/match.h"
+#include "sync/merge.h"
+
+namespace kez::sync {
+namespace {
+
+std::vector<std::string> Names(const Changes& changes) {
+    std::vector<std::string> names;
+    for (const auto& [name, value] : changes) names.push_back(name);
+    return names;
+}
+
+std::string Enumerated(const std::vector<std::string>& names) {
+    std::string text;
+    for (const std::string& name : names) text += (text.empty() ? "" : ", ") + name;
+    return text;
+}
+
+std::string Percent(std::size_t part, std::size_t whole) {
+    return std::to_string(whole == 0 ? 0 : part * 100 / whole) + " percent";
+}
+
+}  // namespace
+
+Agreement::Agreement(Store& device, Store& folder, State& state, Options options)
+    : m_device(device), m_folder(folder), m_state(state), m_options(std::move(options)) {}
+
+// --- Planning ---------------------------------------------------------------------------------------------
+
+Plan Agreement::MakePlan() {
+    Plan plan;
+    std::map<ItemType, std::pair<std::size_t, std::size_t>> left;  // remembered items still there: device, folder
+    for (const ItemType type : m_options.types) {
+        if (m_device.Holds(type) && m_folder.Holds(type)) PlanType(type, plan, left);
+    }
+    if (!m_options.force) Guard(plan);
+    return plan;
+}
+
+void Agreement::PlanType(ItemType type, Plan& plan, std::map<ItemType, std::pair<std::size_t, std::size_t>>& left) {
+    const bool flagsMayBeLost = m_state.BeginListing(type);
+    const Listing onDevice = m_device.List(type);
+    std::vector<std::string> changed;
+    for (const sync::Listed& item : onDevice.items) {
+        if (item.changed.value_or(false)) changed.push_back(item.id);
+    }
+    const std::vector<Pair> pairs = m_state.Pairs(type);
+    if (flagsMayBeLost) {
+        // Whoever listed last never said what was changed: everything remembered is to be compared.
+        changed.clear();
+        for (const sync::Listed& item : onDevice.items) changed.push_back(item.id);
+    }
+    m_state.EndListing(type, changed);
+    const std::set<std::string> unsettled = m_state.Unsettled(type);
+
+    const Listing inFolder = m_folder.List(type);
+    plan.findings.insert(plan.findings.end(), onDevice.findings.begin(), onDevice.findings.end());
+    plan.findings.insert(plan.findings.end(), inFolder.findings.begin(), inFolder.findings.end());
+    if (!onDevice.trusted || !inFolder.trusted) {
+        const Store& side = onDevice.trusted ? m_folder : m_device;
+        plan.findings.push_back(
+            {ProblemCode::Failed,
+             "did not list its " + std::string(ToString(type)) + "s; they were left alone this time", side.Name()});
+        return;
+    }
+
+    std::unordered_map<std::string, const sync::Listed*> device;
+    for (const sync::Listed& item : onDevice.items) device.emplace(item.id, &item);
+    std::unordered_map<std::string, const sync::Listed*> folder;
+    for (const sync::Listed& item : inFolder.items) {
+        folder.emplace(item.id, &item);
+        if (!item.hint.empty()) plan.folderHints[type].emplace(item.hint, item.id);
+    }
+
+    auto& [leftOnDevice, leftInFolder] = left[type];
+    for (const Pair& pair : pairs) {
+        Step step{type, Action::Nothing, pair, pair.deviceId, pair.folderId, {}, {}};
+        Seen seenOnDevice = Seen::Gone;
+        if (const auto found = device.find(pair.deviceId); found != device.end()) {
+            const sync::Listed& item = *found->second;
+            const bool revised = !item.revision.empty() && item.revision != pair.deviceRevision;
+            seenOnDevice = revised || unsettled.count(item.id) ? Seen::Changed : Seen::Same;
+            device.erase(found);
+            ++leftOnDevice;
+        }
+        Seen seenInFolder = Seen::Gone;
+        const sync::Listed* folderItem = nullptr;
+        if (const auto found = folder.find(pair.folderId); found != folder.end()) {
+            folderItem = found->second;
+            step.folderRevision = folderItem->revision;
+            step.hint = folderItem->hint;
+            seenInFolder = folderItem->revision == pair.folderRevision ? Seen::Same : Seen::Changed;
+            folder.erase(found);
+            ++leftInFolder;
+        }
+        step.action = Decide(true, seenOnDevice, seenInFolder);
+        if (folderItem && folderItem->problem) {
+            // What cannot be read cannot be compared; both sides stay as they are.
+            plan.entries.push_back({type,
+                                    Outcome::Unresolved,
+                                    pair.title,
+                                    pair.deviceId,
+                                    pair.folderId,
+                                    false,
+                                    {},
+                                    *folderItem->problem,
+                                    {}});
+        } else if (step.action == Action::Nothing) {
+            ++plan.unchanged;
+        } else {
+            plan.steps.push_back(std::move(step));
+        }
+    }
+
+    std::vector<Step> deviceNew;
+    for (const sync::Listed& item : onDevice.items) {  // in the order of the listing
+        const auto found = device.find(item.id);
+        if (found == device.end()) continue;
+        device.erase(found);
+        deviceNew.push_back({type, Decide(false, Seen::New, Seen::Never), {}, item.id, {}, {}, {}});
+    }
+    std::vector<Step> folderNew;
+    for (const sync::Listed& item : inFolder.items) {
+        const auto found = folder.find(item.id);
+        if (found == folder.end()) continue;
+        folder.erase(found);
+        if (item.problem) {
+            plan.entries.push_back({type, Outcome::Unresolved, item.id, {}, item.id, false, {}, *item.problem, {}});
+            continue;
+        }
+        folderNew.push_back({type, Decide(false, Seen::Never, Seen::New), {}, {}, item.id, item.revision, item.hint});
+    }
+    if (!deviceNew.empty() && !folderNew.empty()) MatchNew(type, deviceNew, folderNew, plan);
+    plan.steps.insert(plan.steps.end(), deviceNew.begin(), deviceNew.end());
+    plan.steps.insert(plan.steps.end(), folderNew.begin(), folderNew.end());
+}
+
+void Agreement::MatchNew(ItemType type, std::vector<Step>& deviceNew, std::vector<Step>& folderNew, Plan& plan) {
+    auto candidates = [&](Store& store, const std::vector<Step>& steps, bool isFolder) {
+        std::vector<Candidate> read;
+        for (const Step& step : steps) {
+            const std::string& id = isFolder ? step.folderId : step.deviceId;
+            ReadResult result = store.Read(type, id);
+            Candidate candidate{id, {type, {}}};
+            // What cannot be read matches nothing; the step that reads it again reports why.
+            if (!result.problem) {
+                candidate.item = isFolder ? m_options.asHeldByDevice(result.item) : std::move(result.item);
+                candidate.item.fields = Remembered(candidate.item.fields);
+            } else {
+                candidate.item.fields["unreadable"] = (isFolder ? "folder " : "device ") + id;
+            }
+            read.push_back(std::move(candidate));
+        }
+        return read;
+    };
+    const auto matches = MatchByContent(candidates(m_device, deviceNew, false), candidates(m_folder, folderNew, true));
+    std::vector<bool> deviceMatched(deviceNew.size());
+    std::vector<bool> folderMatched(folderNew.size());
+    for (const auto& [i, j] : matches) {
+        deviceMatched[i] = folderMatched[j] = true;
+        Step step = folderNew[j];
+        step.deviceId = deviceNew[i].deviceId;
+        step.action = Decide(false, Seen::New, Seen::New);
+        plan.steps.push_back(std::move(step));
+    }
+    auto keepUnmatched = [](std::vector<Step>& steps, const std::vector<bool>& matched) {
+        std::size_t index = 0;
+        std::erase_if(steps, [&](const Step&) { return matched[index++]; });
+    };
+    keepUnmatched(deviceNew, deviceMatched);
+    keepUnmatched(folderNew, folderMatched);
+}
+
+void Agreement::Guard(const Plan& plan) const {
+    std::size_t remembered = 0;
+    for (const ItemType type : m_options.types) remembered += m_state.Pairs(type).size();
+    std::size_t goneOnDevice = 0;
+    std::size_t goneInFolder = 0;
+    for (const Step& step : plan.steps) {
+        const bool deviceGone =
+            step.action == Action::DeleteInFolder || step.action == Action::DeviceDeletedFolderChanged;
+        const bool folderGone =
+            step.action == Action::DeleteOnDevice || step.action == Action::FolderDeletedDeviceChanged;
+        goneOnDevice += deviceGone || step.action == Action::Forget;
+        goneInFolder += folderGone || step.action == Action::Forget;
+    }
+    auto check = [&](std::size_t gone, const Store& lost, const Store& other) {
+        const bool everything = gone == remembered && remembered > 1;
+        const bool tooMuch = gone >= m_options.guardFrom &&
+                             static_cast<double>(gone) > m_options.guardShare * static_cast<double>(remembered);
+        if (!everything && !tooMuch) return;
+        throw RefusedForSafety(std::to_string(gone) + " of " + std::to_string(remembered) + " items (" +
+                               Percent(gone, remembered) + ") are gone from " + lost.Name() +
+                               "; going on would delete them from " + other.Name() +
+                               ". Nothing was changed. If they are meant to be gone, use --force");
+    };
+    if (goneOnDevice != goneInFolder || goneOnDevice != remembered) {  // gone on both sides harms nobody
+        check(goneOnDevice, m_device, m_folder);
+        check(goneInFolder, m_folder, m_device);
+    }
+}
+
+// --- Carrying out -----------------------------------------------------------------------------------------
+
+// The work of one pass: reads, merges, writes, and collects what is to be remembered.
+class Agreement::Pass {
+ public:
+    Pass(Agreement& agreement, const Plan& plan)
+        : m_device(agreement.m_device),
+          m_folder(agreement.m_folder),
+          m_state(agreement.m_state),
+          m_options(agreement.m_options),
+          m_plan(plan) {
+        m_report.entries = {};
+        for (const Entry& entry : plan.entries) m_report.Add(entry);
+        m_report.findings = plan.findings;
+        m_report.counts.unchanged = plan.unchanged;
+        for (const WaitingConflict& conflict : m_state.Conflicts()) {
+            if (!conflict.choice.empty())
+                m_choices[{conflict.type, conflict.deviceId, conflict.folderId}] = conflict.choice;
+        }
+    }
+
+    Report Run();
+
+ private:
+    enum class Phase { DeleteOnDevice, WriteDevice, WriteFolder };
+    static Phase PhaseOf(Action action);
+    void CarryOut(const Step& step);
+
+    void CreateInFolder(const Step& step);
+    void CreateOnDevice(const Step& step);
+    void UpdateFolder(const Step& step);
+    void UpdateDevice(const Step& step);
+    void MergeBoth(const Step& step);
+    void DeleteInFolder(const Step& step);
+    void DeleteOnDevice(const Step& step);
+    void DeletedOnOneSide(const Step& step);
+
+    // Writes both sides' shares of a merge and remembers what they then hold.
+    void WriteMerged(const Step& step, const ReadResult& device, const ReadResult& folder, const Changes& forDevice,
+                     const Changes& forFolder, const Bases& bases, Outcome outcome, std::vector<std::string> notes);
+    Choice Decide(const Conflict& conflict, const Step& step) const;
+    bool KeepSecondCopy(const Step& step, const Item& deviceItem, Entry& entry);
+    void LeaveWaiting(const Step& step, const Conflict& conflict, const std::string& text);
+
+    void Remember(const Step& step, const std::string& title, const Fields& deviceHeld, const Fields& folderHeld,
+                  const std::string& folderRevision);
+    void Settle(const Step& step);
+    void Fail(const Step& step, const std::string& title, Problem problem);
+    Entry EntryFor(const Step& step, const std::string& title, Outcome outcome) const;
+    void Flush();
+
+    Store& m_device;
+    Store& m_folder;
+    State& m_state;
+    const Options& m_options;
+    const Plan& m_plan;
+    Report m_report;
+    Batch m_batch;
+    std::vector<std::pair<ItemType, std::string>> m_acknowledged;
+    std::vector<Step> m_more;  // found on the way: second copies that the device is to get
+    std::map<std::tuple<ItemType, std::string, std::string>, std::string> m_choices;
+};
+
+Report Agreement::CarryOut(const Plan& plan) {
+    const auto start = std::chrono::steady_clock::now();
+    Report report = Pass(*this, plan).Run();
+    report.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    return report;
+}
+
+Agreement::Pass::Phase Agreement::Pass::PhaseOf(Action action) {
+    switch (action) {
+        case Action::DeleteOnDevice:
+            return Phase::DeleteOnDevice;
+        case Action::CreateOnDevice:
+        case Action::UpdateDevice:
+            return Phase::WriteDevice;
+        default:
+            return Phase::WriteFolder;
+    }
+}
+
+Report Agreement::Pass::Run() {
+    for (const ItemType type : m_options.types) {
+        std::size_t total = 0;
+        for (const Step& step : m_plan.steps) total += step.type == type;
+        if (total == 0) continue;
+        std::size_t done = 0;
+        m_device.BeginPass(type);
+        for (const Phase phase : {Phase::DeleteOnDevice, Phase::WriteDevice, Phase::WriteFolder}) {
+            bool begun = false;
+            for (const Step& step : m_plan.steps) {
+                if (step.type != type || PhaseOf(step.action) != phase) continue;
+                if (!begun && phase == Phase::WriteDevice) m_device.BeginWrites(type);
+                begun = true;
+                CarryOut(step);
+                if (m_batch.Size() >= m_options.batchSize) Flush();
+                if (m_options.progress) m_options.progress({type, ++done, total});
+            }
+            Flush();
+            if (begun && phase == Phase::WriteDevice) m_device.EndWrites(type);
+        }
+        if (!m_more.empty()) {
+            m_device.BeginWrites(type);
+            for (const Step& step : std::exchange(m_more, {})) CarryOut(step);
+            Flush();
+            m_device.EndWrites(type);
+        }
+        m_device.EndPass(type);
+    }
+    return std::move(m_report);
+}
+
+void Agreement::Pass::CarryOut(const Step& step) {
+    switch (step.action) {
+        case Action::Nothing:
+            return;
+        case Action::CreateInFolder:
+            return CreateInFolder(step);
+        case Action::CreateOnDevice:
+            return CreateOnDevice(step);
+        case Action::UpdateFolder:
+            return UpdateFolder(step);
+        case Action::UpdateDevice:
+            return UpdateDevice(step);
+        case Action::Merge:
+            return MergeBoth(step);
+        case Action::DeleteInFolder:
+            return DeleteInFolder(step);
+        case Action::DeleteOnDevice:
+            return DeleteOnDevice(step);
+        case Action::DeviceDeletedFolderChanged:
+        case Action::FolderDeletedDeviceChanged:
+            return DeletedOnOneSide(step);
+        case Action::Forget:
+            m_batch.forgotten.push_back(step.pair.number);
+            Settle(step);
+            return;
+    }
+}
+
+void Agreement::Pass::Flush() {
+    if (m_batch.Size() == 0 && m_batch.settledConflicts.empty()) return;
+    m_folder.Flush();
+    m_device.Flush();
+    m_state.Commit(m_batch);
+    m_batch = {};
+    for (const auto& [type, id] : std::exchange(m_acknowledged, {})) m_device.Acknowledge(type, id);
+}
+
+Entry Agreement::Pass::EntryFor(const Step& step, const std::string& title, Outcome outcome) const {
+    return {step.type, outcome, title, step.deviceId, step.folderId, false, {}, {}, {}};
+}
+
+void Agreement::Pass::Fail(const Step& step, const std::string& title, Problem problem) {
+    const bool unresolved = problem.code == ProblemCode::NotRepresentable ||
+                            problem.code == ProblemCode::ChangedMeanwhile || problem.code == ProblemCode::Duplicate ||
+                            problem.code == ProblemCode::Unreadable;
+    Entry entry =
+        EntryFor(step, title.empty() ? step.pair.title : title, unresolved ? Outcome::Unresolved : Outcome::Failed);
+    if (entry.title.empty()) entry.title = step.folderId.empty() ? "oid " + step.deviceId : step.folderId;
+    entry.problem = std::move(problem);
+    m_report.Add(std::move(entry));
+}
+
+void Agreement::Pass::Settle(const Step& step) {
+    if (!step.deviceId.empty()) m_batch.settledOnDevice.emplace_back(step.type, step.deviceId);
+    if (!step.deviceId.empty()) m_batch.settledConflicts.emplace_back(step.type, step.deviceId);
+    m_batch.settledConflicts.emplace_back(step.type, "folder:" + step.folderId);
+}
+
+void Agreement::Pass::Remember(const Step& step, const std::string& title, const Fields& deviceHeld,
+                               const Fields& folderHeld, const std::string& folderRevision) {
+    Batch::Agreed agreed;
+    agreed.pair = step.pair;
+    agreed.pair.type = step.type;
+    agreed.pair.deviceId = step.deviceId;
+    agreed.pair.folderId = step.folderId;
+    agreed.pair.folderRevision = folderRevision;
+    agreed.pair.title = title;
+    agreed.bases = {Remembered(deviceHeld), Remembered(folderHeld)};
+    m_batch.agreed.push_back(std::move(agreed));
+    Settle(step);
+}
+
+// --- New items --------------------------------------------------------------------------------------------
+
+void Agreement::Pass::CreateInFolder(const Step& step) {
+    ReadResult read = m_device.Read(step.type, step.deviceId);
+    if (read.problem.code == ProblemCode::Gone) {  // deleted since it was listed
+        Settle(step);
+        return;
+    }
+    if (read.problem) return Fail(step, {}, std::move(read.problem));
+    const std::string title = Title(read.item);
+    WriteResult written = m_folder.Create(read.item, {});
+    if (written.problem) return Fail(step, title, std::move(written.problem));
+
+    Step done = step;
+    done.folderId = written.id;
+    Entry entry = EntryFor(done, title, Outcome::Received);
+    entry.isNew = true;
+    entry.notes = std::move(read.losses);
+    m_report.Add(std::move(entry));
+    Remember(done, title, read.remaining.value_or(read.item).fields, written.held.fields, written.revision);
+    m_acknowledged.emplace_back(step.type, step.deviceId);
+}
+
+void Agreement::Pass::CreateOnDevice(const Step& step) {
+    ReadResult read = m_folder.Read(step.type, step.folderId);
+    if (read.problem.code == ProblemCode::Gone) return;
+    if (read.problem) return Fail(step, {}, std::move(read.problem));
+    const std::string title = Title(read.item);
+    WriteResult written = m_device.Create(read.item, step.hint);
+    if (written.id.empty()) return Fail(step, title, std::move(written.problem));
+
+    Step done = step;
+    done.deviceId = written.id;
+    std::string revision = read.revision;
+    if (written.problem) {
+        // The item is there, but not all of it: it is remembered, so that it is not made twice, and looked at again.
+        revision.clear();
+        Fail(done, title, std::move(written.problem));
+    } else {
+        Entry entry = EntryFor(done, title, Outcome::Sent);
+        entry.isNew = true;
+        entry.notes = std::move(read.losses);
+        m_report.Add(std::move(entry));
+    }
+    Remember(done, title, written.held.fields, revision.empty() ? Fields{} : read.item.fields, revision);
+}
+
+// --- Changes ----------------------------------------------------------------------------------------------
+
+void Agreement::Pass::UpdateFolder(const Step& step) {
+    ReadResult device = m_device.Read(step.type, step.deviceId);
+    if (device.problem) return Fail(step, {}, std::move(device.problem));
+    const Bases bases = m_state.BasesOf(step.pair);
+    const Changes changes = Difference(bases.device, device.item.fields);
+    if (changes.empty()) {
+        ++m_report.counts.unchanged;
+        Settle(step);
+        return;
+    }
+    ReadResult folder = m_folder.Read(step.type, step.folderId);
+    if (folder.problem) return Fail(step, Title(device.item), std::move(folder.problem));
+    WriteMerged(step, device, folder, {}, changes, bases, Outcome::Received, std::move(device.losses));
+}
+
+void Agreement::Pass::UpdateDevice(const Step& step) {
+    ReadResult folder = m_folder.Read(step.type, step.folderId);
+    if (folder.problem) return Fail(step, {}, std::move(folder.problem));
+    const Bases bases = m_state.BasesOf(step.pair);
+    const Changes changes = Difference(bases.folder, folder.item.fields);
+    if (changes.empty()) {
+        // The file was touched, not changed.
+        ++m_report.counts.unchanged;
+        Batch::Agreed agreed{step.pair, bases};
+        agreed.pair.folderRevision = folder.revision;
+        m_batch.agreed.push_back(std::move(agreed));
+        return;
+    }
+    ReadResult device = m_device.Read(step.type, step.deviceId);
+    if (device.problem) return Fail(step, Title(folder.item), std::move(device.problem));
+    if (!Difference(bases.device, device.item.fields).empty()) return MergeBoth(step);  // changed since it was listed
+    WriteMerged(step, device, folder, changes, {}, bases, Outcome::Sent, std::move(folder.losses));
+}
+
+void Agreement::Pass::MergeBoth(const Step& step) {
+    ReadResult device = m_device.Read(step.type, step.deviceId);
+    if (device.problem) return Fail(step, {}, std::move(device.problem));
+    ReadResult folder = m_folder.Read(step.type, step.folderId);
+    if (folder.problem) return Fail(step, Title(device.item), std::move(folder.problem));
+
+    const bool remembered = step.pair.number != 0;
+    const Bases bases = remembered ? m_state.BasesOf(step.pair) : Bases{};
+    Merged merged =
+        remembered ? Merge(Difference(bases.device, device.item.fields), Difference(bases.folder, folder.item.fields))
+                   : MergeUnremembered(device.item.fields, folder.item.fields);
+    // What the device would make of the folder's value anyway is no difference.
+    const Item expected = m_options.asHeldByDevice(folder.item);
+    auto value = [](const Fields& fields, const std::string& name) {
+        const auto field = fields.find(name);
+        return field == fields.end() ? std::string() : field->second;
+    };
+    std::erase_if(merged.disputed, [&](const std::string& name) {
+        return value(expected.fields, name) == value(device.item.fields, name);
+    });
+
+    std::vector<std::string> notes = std::move(device.losses);
+    notes.insert(notes.end(), folder.losses.begin(), folder.losses.end());
+    if (!merged.disputed.empty()) {
+        const Conflict conflict{step.type, Title(folder.item), device.item, folder.item, false, false, merged.disputed};
+        Choice choice = Decide(conflict, step);
+        const std::string names = Enumerated(merged.disputed);
+        if (choice == Choice::Skip) {
+            return LeaveWaiting(step, conflict, "both sides changed " + names + " to different values");
+        }
+        if (choice == Choice::Both) {
+            Entry entry = EntryFor(step, Title(device.item), Outcome::Merged);
+            if (!KeepSecondCopy(step, device.item, entry)) return;
+            entry.fields = merged.disputed;
+            entry.notes.push_back("both sides changed " + names + "; the device's version was kept as a second item");
+            m_report.Add(std::move(entry));
+        }
+        for (const std::string& name : merged.disputed) {
+            const Fields& winner = choice == Choice::Device ? device.item.fields : folder.item.fields;
+            const auto field = winner.find(name);
+            const auto change = field == winner.end() ? std::nullopt : std::optional<std::string>(field->second);
+            (choice == Choice::Device ? merged.forFolder : merged.forDevice)[name] = change;
+        }
+        if (choice != Choice::Both) {
+            notes.push_back("both sides changed " + names + "; the " +
+                            (choice == Choice::Device ? "device's" : "folder's") + " value was taken");
+        }
+    }
+    Outcome outcome = Outcome::Merged;
+    if (!remembered && merged.forDevice.empty() && merged.forFolder.empty()) outcome = Outcome::Matched;
+    WriteMerged(step, device, folder, merged.forDevice, merged.forFolder, bases, outcome, std::move(notes));
+}
+
+void Agreement::Pass::WriteMerged(const Step& step, const ReadResult& device, const ReadResult& folder,
+                                  const Changes& forDevice, const Changes& forFolder, const Bases& bases,
+                                  Outcome outcome, std::vector<std::string> notes) {
+    Fields deviceHeld = device.remaining.value_or(device.item).fields;
+    Fields folderHeld = folder.item.fields;
+    std::string folderRevision = folder.revision;
+    std::string title = Title(folder.item);
+    std::vector<std::string> written = Names(forDevice);
+    for (const std::string& name : Names(forFolder)) written.push_back(name);
+
+    if (!forFolder.empty()) {
+        const Item target{step.type, Applied(folder.item.fields, forFolder)};
+        WriteResult result = m_folder.Update(step.folderId, target, folder.revision);
+        if (result.problem) return Fail(step, title, std::move(result.problem));
+        folderHeld = result.held.fields;
+        folderRevision = result.revision;
+        title = Title(target);
+    }
+    if (!forDevice.empty()) {
+        const Item target{step.type, Applied(deviceHeld, forDevice)};
+        WriteResult result = m_device.Update(step.deviceId, target, {});
+        if (result.problem) {
+            // The folder's share is done. What the device did not take stays different from what is remembered of
+            // the folder, so that the next pass tries again.
+            Fail(step, title, std::move(result.problem));
+            Fields folderBase = Remembered(folderHeld);
+            for (const auto& [name, change] : forDevice) {
+                const auto before = bases.folder.find(name);
+                if (before == bases.folder.end()) {
+                    folderBase.erase(name);
+                } else {
+                    folderBase[name] = before->second;
+                }
+            }
+            if (step.pair.number != 0) {
+                Batch::Agreed agreed{step.pair, {Remembered(deviceHeld), std::move(folderBase)}};
+                agreed.pair.folderRevision.clear();
+                m_batch.agreed.push_back(std::move(agreed));
+            }
+            return;
+        }
+        title = Title(target);
+        // A field that was not sent and yet came back otherwise was changed by somebody else meanwhile. It is kept
+        // as it was before, and the item is looked at again.
+        bool changedMeanwhile = false;
+        const Fields expected = m_options.asHeldByDevice(target).fields;
+        for (auto& [name, value] : result.held.fields) {
+            const auto before = deviceHeld.find(name);
+            if (forDevice.count(name) || before == deviceHeld.end() || before->second == value) continue;
+            const auto wanted = expected.find(name);
+            if (wanted != expected.end() && wanted->second == value) continue;
+            value = before->second;
+            changedMeanwhile = true;
+        }
+        deviceHeld = result.held.fields;
+        if (changedMeanwhile) {
+            Entry entry = EntryFor(step, title, Outcome::Unresolved);
+            entry.problem = {ProblemCode::ChangedMeanwhile,
+                             "was changed on the device during the synchronisation; the next one takes that over",
+                             {}};
+            m_report.Add(std::move(entry));
+            Remember(step, title, deviceHeld, folderHeld, folderRevision);
+            m_batch.settledOnDevice.pop_back();
+            return;
+        }
+    }
+    Entry entry = EntryFor(step, title, outcome);
+    entry.fields = std::move(written);
+    entry.notes = std::move(notes);
+    m_report.Add(std::move(entry));
+    Remember(step, title, deviceHeld, folderHeld, folderRevision);
+    if (!forFolder.empty() || device.remaining) m_acknowledged.emplace_back(step.type, step.deviceId);
+}
+
+// --- Conflicts --------------------------------------------------------------------------------------------
+
+Choice Agreement::Pass::Decide(const Conflict& conflict, const Step& step) const {
+    const auto chosen = m_choices.find({step.type, conflict.goneOnDevice ? std::string() : step.deviceId,
+                                        conflict.goneInFolder ? std::string() : step.folderId});
+    if (chosen != m_choices.end()) {
+        if (chosen->second == "device") return Choice::Device;
+        if (chosen->second == "folder") return Choice::Folder;
+        if (chosen->second == "both") return Choice::Both;
+    }
+    switch (m_options.conflicts) {
+        case ConflictPolicy::Device:
+            return Choice::Device;
+        case ConflictPolicy::Folder:
+            return Choice::Folder;
+        case ConflictPolicy::Both:
+            return Choice::Both;
+        case ConflictPolicy::Skip:
+            return Choice::Skip;
+        case ConflictPolicy::Ask:
+            return m_options.ask ? m_options.ask(conflict) : Choice::Skip;
+    }
+    return Choice::Skip;
+}
+
+void Agreement::Pass::LeaveWaiting(const Step& step, const Conflict& conflict, const std::string& text) {
+    m_batch.waiting.push_back({step.type,
+                               conflict.title,
+                               conflict.goneOnDevice ? std::string() : step.deviceId,
+                               conflict.goneInFolder ? std::string() : step.folderId,
+                               text,
+                               conflict.fields,
+                               {}});
+    Entry entry = EntryFor(step, conflict.title, Outcome::Unresolved);
+    entry.fields = conflict.fields;
+    entry.problem = {ProblemCode::ChangedMeanwhile, text, {}};
+    m_report.Add(std::move(entry));
+}
+
+// The copy's name follows from what it is a copy of, so that an interrupted pass finds it instead of making another.
+bool Agreement::Pass::KeepSecondCopy(const Step& step, const Item& deviceItem, Entry& entry) {
+    const std::string hint = "kezsync-copy-" + Digest(step.folderId + Packed(deviceItem.fields)).substr(0, 32);
+    const auto hints = m_plan.folderHints.find(step.type);
+    if (hints != m_plan.folderHints.end() && hints->second.count(hint)) {
+        entry.folderId = hints->second.at(hint);
+        return true;
+    }
+    WriteResult copy = m_folder.Create(deviceItem, hint);
+    if (copy.problem) {
+        Fail(step, Title(deviceItem), std::move(copy.problem));
+        return false;
+    }
+    m_folder.Flush();
+    Step more{step.type, Action::CreateOnDevice, {}, {}, copy.id, copy.revision, hint};
+    m_more.push_back(std::move(more));
+    entry.folderId = copy.id;
+    entry.isNew = true;
+    return true;
+}
+
+void Agreement::Pass::DeletedOnOneSide(const Step& step) {
+    const bool goneOnDevice = step.action == Action::DeviceDeletedFolderChanged;
+    Store& living = goneOnDevice ? m_folder : m_device;
+    ReadResult read = living.Read(step.type, goneOnDevice ? step.folderId : step.deviceId);
+    if (read.problem) return Fail(step, {}, std::move(read.problem));
+    const Bases bases = m_state.BasesOf(step.pair);
+    if (Difference(goneOnDevice ? bases.folder : bases.device, read.item.fields).empty()) {
+        // Touched or perhaps changed, but it says what it said: the deletion stands.
+        return goneOnDevice ? DeleteInFolder(step) : DeleteOnDevice(step);
+    }
+    Conflict conflict{step.type,
+                      Title(read.item),
+                      goneOnDevice ? Item{step.type, {}} : read.item,
+                      goneOnDevice ? read.item : Item{step.type, {}},
+                      goneOnDevice,
+                      !goneOnDevice,
+                      {}};
+    const std::string text = goneOnDevice ? "deleted on the device, but changed in the folder"
+                                          : "deleted in the folder, but changed on the device";
+    const Choice choice = Decide(conflict, step);
+    const bool livingWins = choice == (goneOnDevice ? Choice::Folder : Choice::Device);
+    const bool deletionWins = choice == (goneOnDevice ? Choice::Device : Choice::Folder);
+    if (deletionWins) return goneOnDevice ? DeleteInFolder(step) : DeleteOnDevice(step);
+    if (!livingWins) return LeaveWaiting(step, conflict, text);
+    Step again = step;
+    m_batch.settledConflicts.emplace_back(step.type, goneOnDevice ? "folder:" + step.folderId : step.deviceId);
+    (goneOnDevice ? again.deviceId : again.folderId).clear();
+    return goneOnDevice ? CreateOnDevice(again) : CreateInFolder(again);
+}
+
+// --- Deletions --------------------------------------------------------------------------------------------
+
+void Agreement::Pass::DeleteInFolder(const Step& step) {
+    Problem problem = m_folder.Delete(step.type, step.folderId, step.folderRevision);
+    if (problem) return Fail(step, {}, std::move(problem));
+    m_report.Add(EntryFor(step, step.pair.title, Outcome::DeletedInFolder));
+    m_batch.forgotten.push_back(step.pair.number);
+    Settle(step);
+}
+
+void Agreement::Pass::DeleteOnDevice(const Step& step) {
+    Problem problem = m_device.Delete(step.type, step.deviceId, {});
+    if (problem) return Fail(step, {}, std::move(problem));
+    m_report.Add(EntryFor(step, step.pair.title, Outcome::DeletedOnDevice));
+    m_batch.forgotten.push_back(step.pair.number);
+    Settle(step);
+}
+
+}  // namespace kez::sync

@@ -1,0 +1,295 @@
+// The state file. Its tables:
+//
+//   about       name, value                      format, identities of both sides, notes
+//   pair        number, type, identifiers, revisions, title, what each side held (the folder's only where it differs)
+//   unsettled   type, id                         device items listed as changed, until they are settled
+//   listing     type                             a listing was begun and not stored
+//   keepsake    type, id, what                   taken out of the device by reading, until the folder holds it
+//   conflict    type, identifiers, title, text, fields, choice
+//   cache       name, facts                      the folder store's own
+#include "sync/state.h"
+
+#include <cstring>
+
+namespace kez::sync {
+namespace {
+
+constexpr const char* kFormat = "kezsync state 1";
+
+constexpr const char* kTables = R"(
+CREATE TABLE IF NOT EXISTS about (name TEXT PRIMARY KEY, value TEXT NOT NULL) WITHOUT ROWID;
+CREATE TABLE IF NOT EXISTS pair (
+    number INTEGER PRIMARY KEY AUTOINCREMENT, type INTEGER NOT NULL,
+    device_id TEXT NOT NULL, folder_id TEXT NOT NULL,
+    device_revision TEXT NOT NULL, folder_revision TEXT NOT NULL, title TEXT NOT NULL,
+    device_base BLOB NOT NULL, folder_base BLOB,
+    UNIQUE (type, device_id), UNIQUE (type, folder_id));
+CREATE TABLE IF NOT EXISTS unsettled (type INTEGER NOT NULL, id TEXT NOT NULL, PRIMARY KEY (type, id)) WITHOUT ROWID;
+CREATE TABLE IF NOT EXISTS listing (type INTEGER PRIMARY KEY);
+CREATE TABLE IF NOT EXISTS keepsake (
+    type INTEGER NOT NULL, id TEXT NOT NULL, what BLOB NOT NULL, PRIMARY KEY (type, id)) WITHOUT ROWID;
+CREATE TABLE IF NOT EXISTS conflict (
+    type INTEGER NOT NULL, key TEXT NOT NULL, device_id TEXT NOT NULL, folder_id TEXT NOT NULL,
+    title TEXT NOT NULL, text TEXT NOT NULL, fields TEXT NOT NULL, choice TEXT NOT NULL DEFAULT '',
+    PRIMARY KEY (type, key)) WITHOUT ROWID;
+CREATE TABLE IF NOT EXISTS cache (name TEXT PRIMARY KEY, facts BLOB NOT NULL) WITHOUT ROWID;
+)";
+
+void AppendCounted(std::string& out, const std::string& bytes) {
+    const auto size = static_cast<std::uint32_t>(bytes.size());
+    for (int shift = 0; shift < 32; shift += 8) out += static_cast<char>(size >> shift);
+    out += bytes;
+}
+
+bool TakeCounted(const std::string& bytes, std::size_t& at, std::string& out) {
+    if (bytes.size() - at < 4) return false;
+    std::uint32_t size = 0;
+    for (int i = 0; i < 4; ++i)
+        size |= static_cast<std::uint32_t>(static_cast<unsigned char>(bytes[at + i])) << (8 * i);
+    at += 4;
+    if (bytes.size() - at < size) return false;
+    out.assign(bytes, at, size);
+    at += size;
+    return true;
+}
+
+std::int64_t Number(ItemType type) { return static_cast<std::int64_t>(type); }
+
+std::string ConflictKey(const WaitingConflict& conflict) {
+    return conflict.deviceId.empty() ? "folder:" + conflict.folderId : conflict.deviceId;
+}
+
+std::string Joined(const std::vector<std::string>& names) {
+    std::string joined;
+    for (const std::string& name : names) joined += (joined.empty() ? "" : ",") + name;
+    return joined;
+}
+
+std::vector<std::string> Split(const std::string& joined) {
+    std::vector<std::string> names;
+    for (std::size_t at = 0; at < joined.size();) {
+        const std::size_t end = std::min(joined.find(',', at), joined.size());
+        names.push_back(joined.substr(at, end - at));
+        at = end + 1;
+    }
+    return names;
+}
+
+}  // namespace
+
+std::string Packed(const Fields& fields) {
+    std::string packed;
+    for (const auto& [name, value] : fields) {
+        AppendCounted(packed, name);
+        AppendCounted(packed, value);
+    }
+    return packed;
+}
+
+std::optional<Fields> Unpacked(const std::string& bytes) {
+    Fields fields;
+    for (std::size_t at = 0; at < bytes.size();) {
+        std::string name;
+        std::string value;
+        if (!TakeCounted(bytes, at, name) || !TakeCounted(bytes, at, value)) return std::nullopt;
+        fields.emplace_hint(fields.end(), std::move(name), std::move(value));
+    }
+    return fields;
+}
+
+State::State(const std::filesystem::path& file, const std::string& deviceIdentity, const std::string& folderIdentity,
+             bool durable) {
+    try {
+        m_connection = std::make_unique<Sqlite>(file.string());
+        m_connection->Execute("PRAGMA journal_mode=WAL");
+        m_connection->Execute(durable ? "PRAGMA synchronous=FULL" : "PRAGMA synchronous=OFF");
+        {
+            Transaction transaction(*m_connection);
+            m_connection->Execute(kTables);
+            transaction.Commit();
+        }
+        const std::string format = Note("format");
+        if (format.empty()) {
+            m_isNew = true;
+            SetNote("format", kFormat);
+            SetNote("device", deviceIdentity);
+            SetNote("folder", folderIdentity);
+            return;
+        }
+        if (format != kFormat) {
+            throw StateError(file.string() + " was written by another version (" + format + "); this one reads " +
+                             kFormat);
+        }
+        if (Note("device") != deviceIdentity || Note("folder") != folderIdentity) {
+            throw StateError(file.string() + " belongs to another device or folder; it was left as it is");
+        }
+    } catch (const SqliteError& error) {
+        throw StateError(std::string("the state file cannot be used: ") + error.what());
+    }
+}
+
+State::~State() = default;
+
+bool State::BeginListing(ItemType type) {
+    Transaction transaction(*m_connection);
+    Statement find(*m_connection, "SELECT 1 FROM listing WHERE type = ?");
+    const bool found = find.Bind(Number(type)).Step();
+    Statement(*m_connection, "INSERT OR IGNORE INTO listing (type) VALUES (?)").Bind(Number(type)).Run();
+    find.Reset();
+    transaction.Commit();
+    return found;
+}
+
+void State::EndListing(ItemType type, const std::vector<std::string>& changed) {
+    Transaction transaction(*m_connection);
+    Statement put(*m_connection, "INSERT OR IGNORE INTO unsettled (type, id) VALUES (?, ?)");
+    for (const std::string& id : changed) put.Bind(Number(type)).Bind(id).Run();
+    Statement(*m_connection, "DELETE FROM listing WHERE type = ?").Bind(Number(type)).Run();
+    transaction.Commit();
+}
+
+std::set<std::string> State::Unsettled(ItemType type) {
+    std::set<std::string> ids;
+    Statement all(*m_connection, "SELECT id FROM unsettled WHERE type = ? ORDER BY id");
+    for (all.Bind(Number(type)); all.Step();) ids.emplace_hint(ids.end(), all.Bytes(0));
+    return ids;
+}
+
+std::vector<Pair> State::Pairs(ItemType type) {
+    std::vector<Pair> pairs;
+    Statement all(*m_connection,
+                  "SELECT number, device_id, folder_id, device_revision, folder_revision, title FROM pair "
+                  "WHERE type = ? ORDER BY number");
+    for (all.Bind(Number(type)); all.Step();) {
+        pairs.push_back({all.Integer(0), type, all.Bytes(1), all.Bytes(2), all.Bytes(3), all.Bytes(4), all.Bytes(5)});
+    }
+    return pairs;
+}
+
+Bases State::BasesOf(const Pair& pair) {
+    Statement one(*m_connection, "SELECT device_base, folder_base FROM pair WHERE number = ?");
+    if (!one.Bind(pair.number).Step()) return {};
+    Bases bases;
+    bases.device = Unpacked(one.Bytes(0)).value_or(Fields{});
+    bases.folder = one.IsNull(1) ? bases.device : Unpacked(one.Bytes(1)).value_or(Fields{});
+    return bases;
+}
+
+void State::Commit(const Batch& batch) {
+    Transaction transaction(*m_connection);
+    Statement forget(*m_connection, "DELETE FROM pair WHERE number = ?");
+    for (const std::int64_t number : batch.forgotten) forget.Bind(number).Run();
+
+    Statement drop(*m_connection,
+                   "DELETE FROM pair WHERE number = ?1 OR (type = ?2 AND (device_id = ?3 OR folder_id = ?4))");
+    Statement put(*m_connection,
+                  "INSERT INTO pair (number, type, device_id, folder_id, device_revision, folder_revision, title, "
+                  "device_base, folder_base) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)");
+    for (const auto& [pair, bases] : batch.agreed) {
+        drop.Bind(pair.number).Bind(Number(pair.type)).Bind(pair.deviceId).Bind(pair.folderId).Run();
+        if (pair.number) {
+            put.Bind(pair.number);
+        } else {
+            put.BindNull();
+        }
+        put.Bind(Number(pair.type)).Bind(pair.deviceId).Bind(pair.folderId).Bind(pair.deviceRevision);
+        put.Bind(pair.folderRevision).Bind(pair.title).BindBlob(Packed(bases.device));
+        if (bases.folder == bases.device) {
+            put.BindNull();
+        } else {
+            put.BindBlob(Packed(bases.folder));
+        }
+        put.Run();
+    }
+
+    Statement settle(*m_connection, "DELETE FROM unsettled WHERE type = ? AND id = ?");
+    Statement release(*m_connection, "DELETE FROM keepsake WHERE type = ? AND id = ?");
+    for (const auto& [type, id] : batch.settledOnDevice) {
+        settle.Bind(Number(type)).Bind(id).Run();
+        release.Bind(Number(type)).Bind(id).Run();
+    }
+
+    Statement settleConflict(*m_connection, "DELETE FROM conflict WHERE type = ? AND key = ?");
+    for (const auto& [type, key] : batch.settledConflicts) settleConflict.Bind(Number(type)).Bind(key).Run();
+    Statement wait(
+        *m_connection,
+        "INSERT INTO conflict (type, key, device_id, folder_id, title, text, fields) VALUES (?, ?, ?, ?, ?, ?, ?) "
+        "ON CONFLICT (type, key) DO UPDATE SET device_id = excluded.device_id, folder_id = excluded.folder_id, "
+        "title = excluded.title, text = excluded.text, fields = excluded.fields");
+    for (const WaitingConflict& conflict : batch.waiting) {
+        wait.Bind(Number(conflict.type)).Bind(ConflictKey(conflict)).Bind(conflict.deviceId).Bind(conflict.folderId);
+        wait.Bind(conflict.title).Bind(conflict.text).Bind(Joined(conflict.fields)).Run();
+    }
+    transaction.Commit();
+}
+
+std::vector<WaitingConflict> State::Conflicts() {
+    std::vector<WaitingConflict> conflicts;
+    Statement all(
+        *m_connection,
+        "SELECT type, title, device_id, folder_id, text, fields, choice FROM conflict ORDER BY type, title, key");
+    while (all.Step()) {
+        conflicts.push_back({static_cast<ItemType>(all.Integer(0)), all.Bytes(1), all.Bytes(2), all.Bytes(3),
+                             all.Bytes(4), Split(all.Bytes(5)), all.Bytes(6)});
+    }
+    return conflicts;
+}
+
+void State::Choose(const WaitingConflict& conflict, const std::string& choice) {
+    Statement(*m_connection, "UPDATE conflict SET choice = ? WHERE type = ? AND key = ?")
+        .Bind(choice)
+        .Bind(Number(conflict.type))
+        .Bind(ConflictKey(conflict))
+        .Run();
+}
+
+void State::Keep(ItemType type, const std::string& id, const std::string& what) {
+    Statement(*m_connection, "INSERT OR REPLACE INTO keepsake (type, id, what) VALUES (?, ?, ?)")
+        .Bind(Number(type))
+        .Bind(id)
+        .BindBlob(what)
+        .Run();
+}
+
+std::string State::Kept(ItemType type, const std::string& id) {
+    Statement one(*m_connection, "SELECT what FROM keepsake WHERE type = ? AND id = ?");
+    return one.Bind(Number(type)).Bind(id).Step() ? one.Bytes(0) : std::string();
+}
+
+std::string State::Note(const std::string& name) {
+    Statement one(*m_connection, "SELECT value FROM about WHERE name = ?");
+    return one.Bind(name).Step() ? one.Bytes(0) : std::string();
+}
+
+void State::SetNote(const std::string& name, const std::string& value) {
+    Statement(*m_connection, "INSERT OR REPLACE INTO about (name, value) VALUES (?, ?)").Bind(name).Bind(value).Run();
+}
+
+void State::ForEachCached(const std::function<void(std::string name, std::string facts)>& take) {
+    Statement all(*m_connection, "SELECT name, facts FROM cache");
+    while (all.Step()) take(all.Bytes(0), all.Bytes(1));
+}
+
+void State::ReplaceCached(const std::vector<std::pair<std::string, std::string>>& changed,
+                          const std::vector<std::string>& removed) {
+    if (changed.empty() && removed.empty()) return;
+    Transaction transaction(*m_connection);
+    Statement put(*m_connection, "INSERT OR REPLACE INTO cache (name, facts) VALUES (?, ?)");
+    for (const auto& [name, facts] : changed) put.Bind(name).BindBlob(facts).Run();
+    Statement remove(*m_connection, "DELETE FROM cache WHERE name = ?");
+    for (const std::string& name : removed) remove.Bind(name).Run();
+    transaction.Commit();
+}
+
+void State::CopyTo(const std::filesystem::path& file) {
+    Sqlite target(file.string());
+    sqlite3_backup* backup = sqlite3_backup_init(target.Handle(), "main", m_connection->Handle(), "main");
+    if (!backup) throw StateError("cannot copy the state to " + file.string() + ": " + sqlite3_errmsg(target.Handle()));
+    const int result = sqlite3_backup_step(backup, -1);
+    sqlite3_backup_finish(backup);
+    if (result != SQLITE_DONE) {
+        throw StateError("cannot copy the state to " + file.string() + ": " + sqlite3_errstr(result));
+    }
+}
+
+}  // namespace kez::sync

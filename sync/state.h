@@ -1,0 +1,116 @@
+// What an agreement between one device and one folder remembers: which items belong together, what both sides held
+// when they last agreed, what is still to be looked at, and what only the state still holds. One SQLite file.
+//
+// An item's new state is committed after both sides hold it, never before. Every commit is atomic; with full
+// durability it also survives a power cut.
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "sync/item.h"
+#include "sync/sqlite.h"
+#include "sync/store.h"
+
+namespace kez::sync {
+
+// The state file cannot be used; the text names it.
+class StateError : public std::runtime_error {
+ public:
+    using std::runtime_error::runtime_error;
+};
+
+// Two items, one on each side, that are the same one.
+struct Pair {
+    std::int64_t number = 0;
+    ItemType type = ItemType::Contact;
+    std::string deviceId;
+    std::string folderId;
+    std::string deviceRevision;
+    std::string folderRevision;  // "" where the folder's item is to be looked at again
+    std::string title;
+};
+
+// What both sides held, as Remembered() gives it.
+struct Bases {
+    Fields device;
+    Fields folder;
+};
+
+struct WaitingConflict {
+    ItemType type = ItemType::Contact;
+    std::string title;
+    std::string deviceId;  // "" where the item is gone on the device
+    std::string folderId;  // "" where it is gone in the folder
+    std::string text;      // one sentence: what is disputed
+    std::vector<std::string> fields;
+    std::string choice;  // "", or what the user decided: "device", "folder", "both"
+};
+
+// What is to be remembered of some items, committed together.
+struct Batch {
+    struct Agreed {
+        Pair pair;  // number 0 for a new one
+        Bases bases;
+    };
+    std::vector<Agreed> agreed;
+    std::vector<std::int64_t> forgotten;                            // pair numbers
+    std::vector<std::pair<ItemType, std::string>> settledOnDevice;  // identifiers that need no further look
+    std::vector<WaitingConflict> waiting;
+    std::vector<std::pair<ItemType, std::string>> settledConflicts;  // by device identifier, or "folder:" + folder's
+    std::size_t Size() const { return agreed.size() + forgotten.size() + settledOnDevice.size() + waiting.size(); }
+};
+
+class State : public Keepsakes {
+ public:
+    // Opens or makes the state of this device and this folder. A file that belongs to another pair, or is no state
+    // file, is refused with StateError and left as it is.
+    State(const std::filesystem::path& file, const std::string& deviceIdentity, const std::string& folderIdentity,
+          bool durable);
+    ~State() override;
+
+    bool IsNew() const { return m_isNew; }  // nothing has ever been agreed on
+
+    // Listing clears the device's change flags, so it is noted before and what was listed after. True where a note
+    // of an earlier pass is found: its flags may be lost, and everything has to be compared.
+    bool BeginListing(ItemType type);
+    void EndListing(ItemType type, const std::vector<std::string>& changed);
+    std::set<std::string> Unsettled(ItemType type);  // identifiers listed as changed and not settled since
+
+    std::vector<Pair> Pairs(ItemType type);
+    Bases BasesOf(const Pair& pair);
+    void Commit(const Batch& batch);
+
+    std::vector<WaitingConflict> Conflicts();
+    void Choose(const WaitingConflict& conflict, const std::string& choice);
+
+    void Keep(ItemType type, const std::string& id, const std::string& what) override;
+    std::string Kept(ItemType type, const std::string& id) override;
+
+    // Small facts by name, for who uses this state; not part of any item.
+    std::string Note(const std::string& name);
+    void SetNote(const std::string& name, const std::string& value);
+
+    // A table of facts about the folder's files, as its store wants to find them again.
+    void ForEachCached(const std::function<void(std::string name, std::string facts)>& take);
+    void ReplaceCached(const std::vector<std::pair<std::string, std::string>>& changed,
+                       const std::vector<std::string>& removed);
+
+    // A copy of the whole state, made while it is in use.
+    void CopyTo(const std::filesystem::path& file);
+
+ private:
+    std::unique_ptr<Sqlite> m_connection;
+    bool m_isNew = false;
+};
+
+// Fields as bytes and back; broken bytes give nothing.
+std::string Packed(const Fields& fields);
+std::optional<Fields> Unpacked(const std::string& bytes);
+
+}  // namespace kez::sync
