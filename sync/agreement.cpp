@@ -26,6 +26,24 @@ std::string Percent(std::size_t part, std::size_t whole) {
     return std::to_string(whole == 0 ? 0 : part * 100 / whole) + " percent";
 }
 
+// What differs between `before` and `now` besides the fields that were sent and what sending them makes of others.
+Changes ChangedOnTheSide(const Fields& before, const Fields& now, const Changes& sent, const Fields& expected) {
+    Changes changes = Difference(before, now);
+    std::erase_if(changes, [&](const auto& change) {
+        if (sent.count(change.first)) return true;
+        const auto wanted = expected.find(change.first);
+        return change.second && wanted != expected.end() && wanted->second == *change.second;
+    });
+    return changes;
+}
+
+void LeaveAlone(ItemType type, const Store& side, const Listing& listing, Plan& plan) {
+    plan.findings.insert(plan.findings.end(), listing.findings.begin(), listing.findings.end());
+    plan.findings.push_back({ProblemCode::Failed,
+                             "did not list its " + std::string(ToString(type)) + "s; they were left alone this time",
+                             side.Name()});
+}
+
 }  // namespace
 
 Agreement::Agreement(Store& device, Store& folder, State& state, Options options)
@@ -50,9 +68,13 @@ void Agreement::PlanType(ItemType type, Plan& plan, std::map<ItemType, std::pair
     for (const sync::Listed& item : onDevice.items) {
         if (item.changed.value_or(false)) changed.push_back(item.id);
     }
+    if (!onDevice.trusted) {
+        // The note stays: what the flags said is lost, and the next pass compares everything.
+        LeaveAlone(type, m_device, onDevice, plan);
+        return;
+    }
     const std::vector<Pair> pairs = m_state.Pairs(type);
     if (flagsMayBeLost) {
-        // Whoever listed last never said what was changed: everything remembered is to be compared.
         changed.clear();
         for (const sync::Listed& item : onDevice.items) changed.push_back(item.id);
     }
@@ -60,15 +82,12 @@ void Agreement::PlanType(ItemType type, Plan& plan, std::map<ItemType, std::pair
     const std::set<std::string> unsettled = m_state.Unsettled(type);
 
     const Listing inFolder = m_folder.List(type);
-    plan.findings.insert(plan.findings.end(), onDevice.findings.begin(), onDevice.findings.end());
-    plan.findings.insert(plan.findings.end(), inFolder.findings.begin(), inFolder.findings.end());
-    if (!onDevice.trusted || !inFolder.trusted) {
-        const Store& side = onDevice.trusted ? m_folder : m_device;
-        plan.findings.push_back(
-            {ProblemCode::Failed,
-             "did not list its " + std::string(ToString(type)) + "s; they were left alone this time", side.Name()});
+    if (!inFolder.trusted) {
+        LeaveAlone(type, m_folder, inFolder, plan);
         return;
     }
+    plan.findings.insert(plan.findings.end(), onDevice.findings.begin(), onDevice.findings.end());
+    plan.findings.insert(plan.findings.end(), inFolder.findings.begin(), inFolder.findings.end());
 
     std::unordered_map<std::string, const sync::Listed*> device;
     for (const sync::Listed& item : onDevice.items) device.emplace(item.id, &item);
@@ -569,28 +588,24 @@ void Agreement::Pass::WriteMerged(const Step& step, const ReadResult& device, co
             return;
         }
         title = Title(target);
-        // A field that was not sent and yet came back otherwise was changed by somebody else meanwhile. It is kept
-        // as it was before, and the item is looked at again.
-        bool changedMeanwhile = false;
-        const Fields expected = m_options.asHeldByDevice(target).fields;
-        for (auto& [name, value] : result.held.fields) {
-            const auto before = deviceHeld.find(name);
-            if (forDevice.count(name) || before == deviceHeld.end() || before->second == value) continue;
-            const auto wanted = expected.find(name);
-            if (wanted != expected.end() && wanted->second == value) continue;
-            value = before->second;
-            changedMeanwhile = true;
-        }
-        deviceHeld = result.held.fields;
-        if (changedMeanwhile) {
-            Entry entry = EntryFor(step, title, Outcome::Unresolved);
-            entry.problem = {ProblemCode::ChangedMeanwhile,
-                             "was changed on the device during the synchronisation; the next one takes that over",
-                             {}};
-            m_report.Add(std::move(entry));
-            Remember(step, title, deviceHeld, folderHeld, folderRevision);
-            m_batch.settledOnDevice.pop_back();
-            return;
+        // A field that was not sent and yet came back otherwise was changed by the device itself or by somebody
+        // else meanwhile: the folder gets it as well.
+        const Changes onTheSide =
+            ChangedOnTheSide(deviceHeld, result.held.fields, forDevice, m_options.asHeldByDevice(target).fields);
+        deviceHeld = result.remaining.value_or(result.held).fields;
+        if (!onTheSide.empty()) {
+            const Item folderTarget{step.type, Applied(folderHeld, onTheSide)};
+            WriteResult late = m_folder.Update(step.folderId, folderTarget, folderRevision);
+            if (late.problem) {
+                Fail(step, title, std::move(late.problem));
+                for (const auto& [name, change] : onTheSide) deviceHeld.erase(name);
+                Remember(step, title, deviceHeld, folderHeld, folderRevision);
+                m_batch.settledOnDevice.pop_back();
+                return;
+            }
+            folderHeld = late.held.fields;
+            folderRevision = late.revision;
+            for (const std::string& name : Names(onTheSide)) written.push_back(name);
         }
     }
     Entry entry = EntryFor(step, title, outcome);

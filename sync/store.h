@@ -71,7 +71,8 @@ struct [[nodiscard]] WriteResult {
     Problem problem;
     std::string id;
     std::string revision;
-    Item held;  // the item as the store holds it now
+    Item held;                      // the item as the store gives it back now
+    std::optional<Item> remaining;  // as in ReadResult, where giving it back took something out
 };
 
 class Store {

@@ -1,0 +1,250 @@
+#include "engine/device_store.h"
+
+#include <charconv>
+#include <map>
+
+#include "engine/occurrences.h"
+#include "sync/state.h"
+
+namespace kez::engine {
+namespace {
+
+using sync::Item;
+using sync::ItemType;
+using sync::Problem;
+using sync::ProblemCode;
+
+constexpr char kOccurrences[] = "ModifiedOccurrences";
+constexpr char kOccurrenceDates[] = "ModifiedOccurrenceDates";
+
+CEOID OidOf(const std::string& id) {
+    CEOID oid = 0;
+    std::from_chars(id.data(), id.data() + id.size(), oid);
+    return oid;
+}
+
+std::string Where(CEOID oid) { return "oid " + std::to_string(oid); }
+
+std::size_t CountOccurrences(const std::string& text) {
+    std::size_t separators = 0;
+    for (std::size_t at = text.find(kFieldSeparator); at != std::string::npos;
+         at = text.find(kFieldSeparator, at + sizeof kFieldSeparator - 1)) {
+        ++separators;
+    }
+    return separators / kOccurrenceFields;
+}
+
+const WCHAR* DatabaseName(ItemType type) {
+    switch (type) {
+        case ItemType::Contact:
+            return TEXT("Contacts Database");
+        case ItemType::Task:
+            return TEXT("Tasks Database");
+        case ItemType::Appointment:
+            return TEXT("Appointments Database");
+    }
+    return TEXT("");
+}
+
+std::string FieldOf(const Item& item, const std::string& name) {
+    const auto field = item.fields.find(name);
+    return field == item.fields.end() ? std::string() : field->second;
+}
+
+}  // namespace
+
+DeviceStore::DeviceStore(Connection& connection, const sync::PacketCodec& codec, sync::Keepsakes& keepsakes,
+                         std::string name, std::string identity)
+    : m_connection(connection),
+      m_codec(codec),
+      m_keepsakes(keepsakes),
+      m_name(std::move(name)),
+      m_identity(std::move(identity)) {
+    WCHAR path[] = TEXT("\\pim.vol");
+    if (!CeMountDBVolEx(&m_volume, path, nullptr, OPEN_EXISTING)) {
+        throw sync::StoreError(m_name + ": its volume of personal information cannot be opened (error " +
+                               std::to_string(GetLastError()) + ")");
+    }
+}
+
+DeviceStore::~DeviceStore() { CeUnmountDBVol(&m_volume); }
+
+bool DeviceStore::RecordIsThere(CEOID oid) const {
+    CEOIDINFOEX info{};
+    info.wVersion = 2;
+    CEGUID volume = m_volume;
+    return CeOidGetInfoEx2(&volume, oid, &info) && info.wObjType == OBJTYPE_RECORD;
+}
+
+bool DeviceStore::CountRecords(ItemType type, DWORD& count) const {
+    CEGUID volume = m_volume;
+    CEOID oid = 0;
+    std::u16string name = DatabaseName(type);
+    const HANDLE database = CeOpenDatabaseInSession(nullptr, &volume, &oid, name.data(), nullptr, 0, nullptr);
+    if (database == INVALID_HANDLE_VALUE) return false;
+    CEOIDINFOEX info{};
+    info.wVersion = 2;
+    const BOOL known = CeOidGetInfoEx2(&volume, oid, &info);
+    CloseHandle(database);
+    if (!known) return false;
+    count = info.infDatabase.dwNumRecords;
+    return true;
+}
+
+// --- Listing and reading ----------------------------------------------------------------------------------
+
+sync::Listing DeviceStore::List(ItemType type) {
+    UINT counted = 0;
+    const bool answered = m_connection.CountItems(type, counted);
+    const ObjectList list = m_connection.List(type);
+
+    sync::Listing listing;
+    for (const CEOID oid : list.unchanged) listing.items.push_back({std::to_string(oid), {}, false, {}, {}});
+    for (const CEOID oid : list.changed) listing.items.push_back({std::to_string(oid), {}, true, {}, {}});
+    // No list at all is what an empty type answers, and also a provider that could not open its database. It is
+    // believed only where the provider counts nothing and the database itself says that it holds no record.
+    DWORD records = 0;
+    if (list.untouched) listing.trusted = answered && counted == 0 && CountRecords(type, records) && records == 0;
+    if (list.incomplete) listing.trusted = false;
+    for (std::string& finding : m_connection.TakeFindings()) {
+        listing.findings.push_back({ProblemCode::Failed, std::move(finding), m_name});
+    }
+    return listing;
+}
+
+sync::ReadResult DeviceStore::Read(ItemType type, const std::string& id) {
+    sync::ReadResult result;
+    result.item.type = type;
+    const CEOID oid = OidOf(id);
+
+    // What reading will take away is kept first.
+    std::map<std::string, std::string> occurrences;
+    std::size_t present = 0;
+    if (type == ItemType::Appointment) {
+        if (const auto kept = sync::Unpacked(m_keepsakes.Kept(type, id))) occurrences = *kept;
+        const std::map<std::string, std::string> now = ModifiedOccurrences(oid);
+        present = now.size();
+        for (const auto& [date, text] : now) occurrences[date] = text;
+        if (present != 0) m_keepsakes.Keep(type, id, sync::Packed(occurrences));
+    }
+
+    const HRESULT transfer = m_connection.Upload(type, oid, result.raw);
+    if (FAILED(transfer) || result.raw.empty()) {
+        result.problem = RecordIsThere(oid) ? Problem{ProblemCode::Failed, "the device could not read it", Where(oid)}
+                                            : Problem{ProblemCode::Gone, "is not on the device any more", Where(oid)};
+        return result;
+    }
+    try {
+        result.item = m_codec.Decode(type, result.raw);
+    } catch (const sync::PacketError& error) {
+        result.problem = {ProblemCode::Unreadable, error.what(), Where(oid)};
+        return result;
+    }
+    if (type != ItemType::Appointment) return result;
+
+    const std::string sent = FieldOf(result.item, kOccurrences);
+    if (occurrences.empty() && sent.empty()) return result;
+    result.remaining = result.item;
+    result.remaining->fields.erase(kOccurrences);
+    if (CountOccurrences(sent) <= present) {
+        std::string dates;
+        std::string texts;
+        for (const auto& [date, text] : occurrences) {
+            dates += date + '\t';
+            texts += text;
+        }
+        result.item.fields[kOccurrences] = texts;
+        result.item.fields[kOccurrenceDates] = dates;
+    }
+    return result;
+}
+
+// --- Writing ----------------------------------------------------------------------------------------------
+
+sync::WriteResult DeviceStore::WriteAndCheck(ItemType type, CEOID oid, const Item& wanted, const Item* held) {
+    sync::WriteResult result;
+    if (const std::string reason = m_codec.WhyNotHeld(wanted); !reason.empty()) {
+        result.problem = {ProblemCode::NotRepresentable, reason, {}};
+        return result;
+    }
+    CEOID written = 0;
+    const HRESULT transfer = m_connection.Download(type, oid, m_codec.Encode(wanted, held), written);
+    if (FAILED(transfer) || written == 0) {
+        result.problem = {ProblemCode::Failed, "the device did not write it", oid ? Where(oid) : std::string()};
+        return result;
+    }
+    result.id = std::to_string(written);
+
+    sync::ReadResult back = Read(type, result.id);
+    if (back.problem) {
+        result.problem = {ProblemCode::Failed, "the device wrote it, but does not give it back: " + back.problem.text,
+                          Where(written)};
+        return result;
+    }
+    std::string refused;
+    const Item expected = m_codec.AsHeldByDevice(wanted);
+    for (const auto& [name, value] : expected.fields) {
+        const bool sent = !held || FieldOf(*held, name) != FieldOf(wanted, name);
+        if (sent && FieldOf(back.item, name) != value) refused += (refused.empty() ? "" : ", ") + name;
+    }
+    if (held) {
+        for (const auto& [name, value] : held->fields) {
+            if (!wanted.fields.count(name) && !expected.fields.count(name) && FieldOf(back.item, name) == value) {
+                refused += (refused.empty() ? "" : ", ") + name;
+            }
+        }
+    }
+    if (!refused.empty()) {
+        result.problem = {ProblemCode::Failed, "the device did not take over " + refused, Where(written)};
+    }
+    result.held = std::move(back.item);
+    result.remaining = std::move(back.remaining);
+    return result;
+}
+
+sync::WriteResult DeviceStore::Create(const Item& item, const std::string&) {
+    return WriteAndCheck(item.type, 0, item, nullptr);
+}
+
+sync::WriteResult DeviceStore::Update(const std::string& id, const Item& wanted, const std::string&) {
+    const CEOID oid = OidOf(id);
+    // A write to an identifier that has no record would make a new item without saying so.
+    sync::ReadResult now = Read(wanted.type, id);
+    if (now.problem) return {now.problem, id, {}, {}, {}};
+    const Item& held = now.remaining ? *now.remaining : now.item;
+    sync::WriteResult result = WriteAndCheck(wanted.type, oid, wanted, &held);
+    if (!result.problem && result.id != id) {
+        result.problem = {ProblemCode::Failed, "the device wrote it as another item, " + Where(OidOf(result.id)),
+                          Where(oid)};
+    }
+    return result;
+}
+
+Problem DeviceStore::Delete(ItemType type, const std::string& id, const std::string&) {
+    const CEOID oid = OidOf(id);
+    if (!RecordIsThere(oid)) return {};
+    m_connection.Delete(type, oid);
+    // A failed deletion answers success: only the record itself tells.
+    if (!RecordIsThere(oid)) return {};
+    m_connection.Status(type, RSC_DELETE_OBJ_FAILED, static_cast<UINT>(E_FAIL));
+    return {ProblemCode::Failed, "the device did not delete it", Where(oid)};
+}
+
+void DeviceStore::Flush() {
+    CEGUID volume = m_volume;
+    if (!CeFlushDBVol(&volume)) {
+        throw sync::StoreError(m_name + ": what was written could not be made durable (error " +
+                               std::to_string(GetLastError()) + ")");
+    }
+}
+
+// --- Milestones -------------------------------------------------------------------------------------------
+
+void DeviceStore::BeginPass(ItemType type) { m_connection.Status(type, RSC_BEGIN_SYNC_OBJ, 0); }
+void DeviceStore::EndPass(ItemType type) { m_connection.Status(type, RSC_END_SYNC_OBJ, 0); }
+void DeviceStore::BeginWrites(ItemType type) { m_connection.Status(type, RSC_BEGIN_BATCH_WRITE, 0); }
+void DeviceStore::EndWrites(ItemType type) { m_connection.Status(type, RSC_END_BATCH_WRITE, 0); }
+
+void DeviceStore::Acknowledge(ItemType type, const std::string& id) { m_connection.Acknowledge(type, OidOf(id)); }
+
+}  // namespace kez::engine

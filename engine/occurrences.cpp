@@ -1,0 +1,125 @@
+#include "engine/occurrences.h"
+
+#include <pimstore.h>
+
+#include <cstdio>
+
+#include "engine/com_ptr.h"
+
+namespace kez::engine {
+namespace {
+
+std::string Utf8(const WCHAR* text) {
+    if (!text) return {};
+    const INT size = WideCharToMultiByte(CP_UTF8, 0, text, -1, nullptr, 0, nullptr, nullptr);
+    if (size <= 1) return {};
+    std::string utf8(static_cast<std::size_t>(size), '\0');
+    WideCharToMultiByte(CP_UTF8, 0, text, -1, utf8.data(), size, nullptr, nullptr);
+    utf8.pop_back();  // the terminator
+    return utf8;
+}
+
+std::string DateText(DATE date) {
+    SYSTEMTIME parts{};
+    if (!VariantTimeToSystemTime(date, &parts)) return {};
+    char text[32];
+    std::snprintf(text, sizeof text, "%04d-%02d-%02d %02d:%02d:%02d", parts.wYear, parts.wMonth, parts.wDay,
+                  parts.wHour, parts.wMinute, parts.wSecond);
+    return text;
+}
+
+// Name;address pairs, as the device's item bridge writes them.
+std::string RecipientsText(IAppointment& appointment) {
+    ComPtr<IRecipients> recipients;
+    INT count = 0;
+    if (FAILED(appointment.get_Recipients(recipients.Out())) || !recipients) return {};
+    if (FAILED(recipients->get_Count(&count))) return {};
+    std::string text;
+    for (INT i = 1; i <= count; ++i) {
+        ComPtr<IRecipient> recipient;
+        if (FAILED(recipients->Item(i, recipient.Out())) || !recipient) continue;
+        AutomationString name;
+        AutomationString address;
+        recipient->get_Name(name.Out());
+        recipient->get_Address(address.Out());
+        if (SysStringLen(name.Get()) == 0 || SysStringLen(address.Get()) == 0) continue;
+        text += Utf8(name.Get()) + ";" + Utf8(address.Get());
+        if (i != count) text += ";";
+    }
+    return text;
+}
+
+std::string Serialised(IAppointment& appointment) {
+    std::string text;
+    auto add = [&text](const std::string& field) { text += field + kFieldSeparator; };
+    auto textOf = [&](HRESULT (IAppointment::*get)(BSTR*)) {
+        AutomationString value;
+        (appointment.*get)(value.Out());
+        return Utf8(value.Get());
+    };
+    auto numberOf = [&](HRESULT (IAppointment::*get)(LONG*)) {
+        LONG value = 0;
+        (appointment.*get)(&value);
+        return std::to_string(value);
+    };
+    auto flagOf = [&](HRESULT (IAppointment::*get)(VARIANT_BOOL*)) {
+        VARIANT_BOOL value = VARIANT_FALSE;
+        (appointment.*get)(&value);
+        return std::string(value != VARIANT_FALSE ? "1" : "0");
+    };
+    DATE start = 0;
+    appointment.get_Start(&start);
+    add(textOf(&IAppointment::get_Subject));
+    add(textOf(&IAppointment::get_Location));
+    add(DateText(start));
+    add(numberOf(&IAppointment::get_Duration));
+    add(flagOf(&IAppointment::get_AllDayEvent));
+    add(numberOf(&IAppointment::get_Sensitivity));
+    add(flagOf(&IAppointment::get_ReminderSet));
+    add(numberOf(&IAppointment::get_ReminderOptions));
+    add(textOf(&IAppointment::get_Body));
+    add(textOf(&IAppointment::get_Categories));
+    add(RecipientsText(appointment));
+    add(numberOf(&IAppointment::get_BusyStatus));
+    return text;
+}
+
+}  // namespace
+
+std::map<std::string, std::string> ModifiedOccurrences(CEOID oid) {
+    std::map<std::string, std::string> found;
+    CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+    ComPtr<IPOutlookApp2> application;
+    if (SUCCEEDED(CoCreateInstance(CLSID_Application, nullptr, CLSCTX_INPROC_SERVER, IID_IPOutlookApp2,
+                                   application.OutVoid())) &&
+        SUCCEEDED(application->Logon(0))) {
+        ComPtr<IDispatch> item;
+        ComPtr<IAppointment> series;
+        ComPtr<IRecurrencePattern> pattern;
+        ComPtr<IExceptions> exceptions;
+        VARIANT_BOOL recurring = VARIANT_FALSE;
+        INT count = 0;
+        if (SUCCEEDED(application->GetItemFromOid(static_cast<LONG>(oid), item.Out())) && item &&
+            SUCCEEDED(item->QueryInterface(IID_IAppointment, series.OutVoid())) &&
+            SUCCEEDED(series->get_IsRecurring(&recurring)) && recurring != VARIANT_FALSE &&
+            SUCCEEDED(series->GetRecurrencePattern(pattern.Out())) &&
+            SUCCEEDED(pattern->get_Exceptions(exceptions.Out()))) {
+            exceptions->get_Count(&count);
+        }
+        for (INT i = 1; i <= count; ++i) {
+            ComPtr<IException> exception;
+            ComPtr<IAppointment> occurrence;
+            VARIANT_BOOL deleted = VARIANT_TRUE;
+            DATE original = 0;
+            if (FAILED(exceptions->Item(i, exception.Out())) || !exception) continue;
+            if (FAILED(exception->get_Deleted(&deleted)) || deleted != VARIANT_FALSE) continue;
+            if (FAILED(exception->get_OriginalDate(&original)) || original == 0.0) continue;
+            if (FAILED(exception->get_AppointmentItem(occurrence.Out())) || !occurrence) continue;
+            found[DateText(original)] = Serialised(*occurrence.Get());
+        }
+    }
+    CoUninitialize();
+    return found;
+}
+
+}  // namespace kez::engine
