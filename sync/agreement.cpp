@@ -471,6 +471,7 @@ void Agreement::Pass::UpdateFolder(const Step& step) {
     }
     ReadResult folder = m_folder.Read(step.type, step.folderId);
     if (folder.problem) return Fail(step, Title(device.item), std::move(folder.problem));
+    if (!Difference(bases.folder, folder.item.fields).empty()) return MergeBoth(step);  // changed since it was listed
     WriteMerged(step, device, folder, {}, changes, bases, Outcome::Received, std::move(device.losses));
 }
 

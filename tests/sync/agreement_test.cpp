@@ -1,0 +1,457 @@
+// Whole passes over two memory stores: one with change flags, as a device has them, one with revisions, as a folder.
+#include "sync/agreement.h"
+
+#include <gmock/gmock.h>
+
+#include <cstdlib>
+
+#include "tests/doubles/memory_store.h"
+
+namespace kez::sync {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::UnorderedElementsAre;
+using tests::Crash;
+using tests::MemoryStore;
+
+Item Person(const std::string& first, Fields more = {}) {
+    more["FirstName"] = first;
+    return {ItemType::Contact, more};
+}
+
+class AgreementTest : public testing::Test {
+ protected:
+    AgreementTest() {
+        char name[] = "/tmp/kez-agreement-XXXXXX";
+        m_folderPath = mkdtemp(name);
+        options.types = {ItemType::Contact};
+    }
+    ~AgreementTest() override { std::filesystem::remove_all(m_folderPath); }
+
+    Report Sync() {
+        State state(m_folderPath / "state.db", "device", "folder", false);
+        return Agreement(device, folder, state, options).Run();
+    }
+    std::vector<WaitingConflict> Conflicts() {
+        return State(m_folderPath / "state.db", "device", "folder", false).Conflicts();
+    }
+    void Choose(const std::string& choice) {
+        State state(m_folderPath / "state.db", "device", "folder", false);
+        for (const WaitingConflict& conflict : state.Conflicts()) state.Choose(conflict, choice);
+    }
+    // Both sides agree, and another pass finds nothing to do.
+    void ExpectAgreement() {
+        EXPECT_EQ(device.Contents(), folder.Contents());
+        const int writes = device.writes + folder.writes;
+        const Report again = Sync();
+        EXPECT_EQ(device.writes + folder.writes, writes) << "a pass without changes wrote something";
+        EXPECT_THAT(again.entries, IsEmpty());
+    }
+
+    MemoryStore device{MemoryStore::Kind::ChangeFlags, "device"};
+    MemoryStore folder{MemoryStore::Kind::Revisions, "folder"};
+    Options options;
+    std::filesystem::path m_folderPath;
+};
+
+TEST_F(AgreementTest, NewItemsReachTheOtherSide) {
+    device.Add(Person("Ada"));
+    folder.Add(Person("Grace"));
+    const Report report = Sync();
+    EXPECT_EQ(report.counts.sent, 1u);
+    EXPECT_EQ(report.counts.received, 1u);
+    EXPECT_EQ(device.Size(), 2u);
+    ExpectAgreement();
+}
+
+TEST_F(AgreementTest, ASecondPassReadsAndWritesNothing) {
+    for (int i = 0; i < 20; ++i) device.Add(Person("P" + std::to_string(i)));
+    Sync();
+    device.reads = folder.reads = 0;
+    const Report report = Sync();
+    EXPECT_EQ(device.reads + folder.reads, 0);
+    EXPECT_EQ(report.counts.unchanged, 20u);
+    EXPECT_THAT(report.entries, IsEmpty());
+}
+
+TEST_F(AgreementTest, EditsTravelFieldByField) {
+    const auto d = device.Add(Person("Ada", {{"Phone", "1"}}));
+    Sync();
+    const auto f = folder.Ids()[0];
+    device.Edit(d, "Phone", "2");
+    folder.Edit(f, "City", "London");
+    const Report report = Sync();
+    EXPECT_EQ(report.counts.merged, 1u);
+    EXPECT_EQ(device.At(d), (Fields{{"FirstName", "Ada"}, {"Phone", "2"}, {"City", "London"}}));
+    ExpectAgreement();
+}
+
+TEST_F(AgreementTest, ARemovedFieldIsRemovedThere) {
+    const auto d = device.Add(Person("Ada", {{"Phone", "1"}}));
+    Sync();
+    device.Edit(d, "Phone", "");
+    Sync();
+    EXPECT_EQ(folder.At(folder.Ids()[0]), (Fields{{"FirstName", "Ada"}}));
+    ExpectAgreement();
+}
+
+TEST_F(AgreementTest, DeletionsReachTheOtherSide) {
+    const auto d = device.Add(Person("Ada"));
+    device.Add(Person("Bob"));
+    device.Add(Person("Cyd"));
+    Sync();
+    device.Remove(d);
+    for (const auto& id : folder.Ids()) {
+        if (folder.At(id).at("FirstName") == "Bob") {
+            folder.Remove(id);
+            break;
+        }
+    }
+    const Report report = Sync();
+    EXPECT_EQ(report.counts.deletedInFolder, 1u);
+    EXPECT_EQ(report.counts.deletedOnDevice, 1u);
+    ASSERT_EQ(device.Size(), 1u);
+    ExpectAgreement();
+}
+
+TEST_F(AgreementTest, ADeletionAgainstAChangeIsReportedAndNotGuessed) {
+    const auto d = device.Add(Person("Ada"));
+    const auto d2 = device.Add(Person("Bob"));
+    device.Add(Person("Cyd"));
+    Sync();
+    device.Edit(d, "Phone", "1");
+    for (const auto& id : folder.Ids()) {
+        if (folder.At(id).at("FirstName") == "Ada")
+            folder.Remove(id);
+        else if (folder.At(id).at("FirstName") == "Bob")
+            folder.Edit(id, "Phone", "2");
+    }
+    device.Remove(d2);
+    for (int pass = 0; pass < 2; ++pass) {
+        const Report report = Sync();
+        EXPECT_EQ(report.counts.unresolved, 2u) << "pass " << pass;
+        EXPECT_TRUE(device.Has(d));
+        EXPECT_EQ(Conflicts().size(), 2u);
+    }
+    Choose("device");
+    Sync();
+    EXPECT_THAT(Conflicts(), IsEmpty());
+    EXPECT_EQ(device.Size(), 2u);
+    ExpectAgreement();
+}
+
+TEST_F(AgreementTest, ADisputedFieldKeepsBothVersionsByDefault) {
+    const auto d = device.Add(Person("Ada", {{"Phone", "1"}}));
+    Sync();
+    device.Edit(d, "Phone", "2");
+    folder.Edit(folder.Ids()[0], "Phone", "3");
+    const Report report = Sync();
+    EXPECT_EQ(device.Size(), 2u);
+    EXPECT_EQ(device.At(d).at("Phone"), "3");
+    EXPECT_THAT(folder.Contents(), UnorderedElementsAre(Fields{{"FirstName", "Ada"}, {"Phone", "2"}},
+                                                        Fields{{"FirstName", "Ada"}, {"Phone", "3"}}));
+    ASSERT_FALSE(report.entries.empty());
+    EXPECT_THAT(report.entries[0].notes, ElementsAre(HasSubstr("kept as a second item")));
+    ExpectAgreement();
+}
+
+TEST_F(AgreementTest, APolicyLetsOneSideWin) {
+    for (const auto& [policy, phone] : {std::pair{ConflictPolicy::Device, "2"}, {ConflictPolicy::Folder, "3"}}) {
+        device = MemoryStore(MemoryStore::Kind::ChangeFlags, "device");
+        folder = MemoryStore(MemoryStore::Kind::Revisions, "folder");
+        std::filesystem::remove(m_folderPath / "state.db");
+        options.conflicts = policy;
+        const auto d = device.Add(Person("Ada", {{"Phone", "1"}}));
+        Sync();
+        device.Edit(d, "Phone", "2");
+        folder.Edit(folder.Ids()[0], "Phone", "3");
+        Sync();
+        EXPECT_EQ(device.At(d).at("Phone"), phone);
+        ExpectAgreement();
+    }
+}
+
+TEST_F(AgreementTest, ASkippedConflictWaitsAndBlocksNothing) {
+    options.conflicts = ConflictPolicy::Skip;
+    const auto d = device.Add(Person("Ada", {{"Phone", "1"}}));
+    Sync();
+    device.Edit(d, "Phone", "2");
+    folder.Edit(folder.Ids()[0], "Phone", "3");
+    device.Add(Person("Bob"));
+    for (int pass = 0; pass < 3; ++pass) {
+        const Report report = Sync();
+        EXPECT_EQ(report.counts.unresolved, 1u);
+        EXPECT_EQ(device.At(d).at("Phone"), "2");
+        ASSERT_EQ(Conflicts().size(), 1u);
+        EXPECT_THAT(Conflicts()[0].fields, ElementsAre("Phone"));
+    }
+    EXPECT_EQ(folder.Size(), 2u);
+    Choose("both");
+    Sync();
+    EXPECT_EQ(device.Size(), 3u);
+    EXPECT_THAT(Conflicts(), IsEmpty());
+    ExpectAgreement();
+}
+
+TEST_F(AgreementTest, TheAskedUserDecides) {
+    options.conflicts = ConflictPolicy::Ask;
+    options.ask = [](const Conflict& conflict) {
+        EXPECT_EQ(conflict.title, "Ada");
+        EXPECT_THAT(conflict.fields, ElementsAre("Phone"));
+        return Choice::Device;
+    };
+    const auto d = device.Add(Person("Ada", {{"Phone", "1"}}));
+    Sync();
+    device.Edit(d, "Phone", "2");
+    folder.Edit(folder.Ids()[0], "Phone", "3");
+    Sync();
+    EXPECT_EQ(folder.At(folder.Ids()[0]).at("Phone"), "2");
+}
+
+TEST_F(AgreementTest, TheSamePeopleOnBothSidesStayTheSamePeople) {
+    for (int i = 0; i < 100; ++i) {
+        const std::string n = std::to_string(i);
+        device.Add(Person("First" + n, {{"LastName", "L"}, {"Phone", n}}));
+        folder.Add(Person("First" + n, {{"LastName", "L"}, {"City", "C" + n}}));
+    }
+    const Report report = Sync();
+    EXPECT_EQ(report.counts.merged, 100u);
+    EXPECT_EQ(device.Size(), 100u);
+    ExpectAgreement();
+}
+
+TEST_F(AgreementTest, ALostStateIsFoundAgainByMatching) {
+    for (int i = 0; i < 30; ++i) device.Add(Person("P" + std::to_string(i)));
+    Sync();
+    std::filesystem::remove(m_folderPath / "state.db");
+    const int writes = device.writes + folder.writes;
+    const Report report = Sync();
+    EXPECT_EQ(report.counts.matched, 30u);
+    EXPECT_EQ(device.writes + folder.writes, writes);
+    ExpectAgreement();
+}
+
+TEST_F(AgreementTest, WhatTheDeviceNormalisesIsNoChange) {
+    device.normalise = [](Item& item) { item.fields["BusyStatus"] = "2"; };
+    options.asHeldByDevice = [](const Item& item) {
+        Item held = item;
+        held.fields["BusyStatus"] = "2";
+        return held;
+    };
+    folder.Add(Person("Ada", {{"BusyStatus", "0"}}));
+    Sync();
+    const auto f = folder.Ids()[0];
+    EXPECT_EQ(device.At(device.Ids()[0]).at("BusyStatus"), "2");
+    EXPECT_EQ(folder.At(f).at("BusyStatus"), "0");
+    device.Edit(device.Ids()[0], "Phone", "1");
+    Sync();
+    EXPECT_EQ(folder.At(f), (Fields{{"FirstName", "Ada"}, {"BusyStatus", "0"}, {"Phone", "1"}}));
+    folder.Edit(f, "City", "X");
+    Sync();
+    EXPECT_EQ(folder.At(f).at("BusyStatus"), "0");
+    EXPECT_THAT(Sync().entries, IsEmpty());
+}
+
+TEST_F(AgreementTest, WhatTheDeviceDerivesFromAChangeReachesTheFolderInTheSamePass) {
+    device.normalise = [](Item& item) { item.fields["FileAs"] = "as " + item.fields["FirstName"]; };
+    folder.Add(Person("Ada"));
+    Sync();
+    folder.Edit(folder.Ids()[0], "FirstName", "Augusta");
+    Sync();
+    EXPECT_EQ(folder.At(folder.Ids()[0]).at("FileAs"), "as Augusta");
+    EXPECT_THAT(Sync().entries, IsEmpty());
+}
+
+TEST_F(AgreementTest, AnEditDuringTheWriteIsNotLost) {
+    const auto d = device.Add(Person("Ada", {{"Phone", "1"}, {"City", "A"}}));
+    Sync();
+    folder.Edit(folder.Ids()[0], "Phone", "2");
+    device.normalise = [](Item& item) { item.fields["City"] = "edited meanwhile"; };
+    Sync();
+    EXPECT_EQ(device.At(d).at("City"), "edited meanwhile");
+    EXPECT_EQ(folder.At(folder.Ids()[0]), (Fields{{"FirstName", "Ada"}, {"Phone", "2"}, {"City", "edited meanwhile"}}));
+}
+
+TEST_F(AgreementTest, AFolderItemThatChangesAfterItWasListedIsMerged) {
+    const auto d = device.Add(Person("Ada", {{"Phone", "1"}}));
+    Sync();
+    device.Edit(d, "Phone", "2");
+    State state(m_folderPath / "state.db", "device", "folder", false);
+    Agreement agreement(device, folder, state, options);
+    const Plan plan = agreement.MakePlan();
+    folder.Edit(folder.Ids()[0], "City", "late");
+    agreement.CarryOut(plan);
+    EXPECT_EQ(device.At(d), (Fields{{"FirstName", "Ada"}, {"Phone", "2"}, {"City", "late"}}));
+    ExpectAgreement();
+}
+
+TEST_F(AgreementTest, ATouchedFileIsNoChange) {
+    device.Add(Person("Ada"));
+    Sync();
+    folder.Touch(folder.Ids()[0]);
+    const int writes = device.writes + folder.writes;
+    const Report report = Sync();
+    EXPECT_EQ(report.counts.unchanged, 1u);
+    EXPECT_EQ(device.writes + folder.writes, writes);
+    folder.reads = 0;
+    Sync();
+    EXPECT_EQ(folder.reads, 0);
+}
+
+TEST_F(AgreementTest, ATouchedFileOfADeletedItemIsDeleted) {
+    const auto d = device.Add(Person("Ada"));
+    device.Add(Person("Bob"));
+    Sync();
+    for (const auto& id : folder.Ids()) folder.Touch(id);
+    device.Remove(d);
+    const Report report = Sync();
+    EXPECT_EQ(report.counts.deletedInFolder, 1u);
+    EXPECT_EQ(folder.Size(), 1u);
+}
+
+TEST_F(AgreementTest, OneRefusedItemDoesNotStopTheOthersAndIsTriedAgain) {
+    folder.Add(Person("Ada"));
+    folder.Add(Person("Bad"));
+    folder.Add(Person("Cyd"));
+    device.refuse = [](const Item& item) { return item.fields.at("FirstName") == "Bad"; };
+    Report report = Sync();
+    EXPECT_EQ(report.counts.sent, 2u);
+    EXPECT_EQ(report.counts.failed, 1u);
+    EXPECT_FALSE(report.Complete());
+    device.refuse = nullptr;
+    report = Sync();
+    EXPECT_EQ(report.counts.sent, 1u);
+    ExpectAgreement();
+}
+
+TEST_F(AgreementTest, ARefusedChangeIsReportedUntilItIsTaken) {
+    folder.Add(Person("Ada", {{"Phone", "1"}}));
+    Sync();
+    folder.Edit(folder.Ids()[0], "Phone", "2");
+    device.refuse = [](const Item&) { return true; };
+    EXPECT_EQ(Sync().counts.failed, 1u);
+    EXPECT_EQ(Sync().counts.failed, 1u);
+    device.refuse = nullptr;
+    EXPECT_EQ(Sync().counts.sent, 1u);
+    ExpectAgreement();
+}
+
+TEST_F(AgreementTest, AnUnreadableFileIsReportedAndIsNoDeletion) {
+    const auto d = device.Add(Person("Ada"));
+    device.Add(Person("Bob"));
+    Sync();
+    folder.unreadable.insert(folder.Ids()[0]);
+    const Report report = Sync();
+    EXPECT_EQ(report.counts.unresolved, 1u);
+    EXPECT_TRUE(device.Has(d));
+    EXPECT_EQ(folder.Size(), 2u);
+}
+
+TEST_F(AgreementTest, AnEmptiedSideIsRefused) {
+    for (int i = 0; i < 3; ++i) device.Add(Person("P" + std::to_string(i)));
+    Sync();
+    for (const auto& id : folder.Ids()) folder.Remove(id);
+    EXPECT_THROW(Sync(), RefusedForSafety);
+    EXPECT_EQ(device.Size(), 3u);
+    options.force = true;
+    EXPECT_EQ(Sync().counts.deletedOnDevice, 3u);
+}
+
+TEST_F(AgreementTest, TooLargeAShareIsRefusedAndNamed) {
+    for (int i = 0; i < 30; ++i) device.Add(Person("P" + std::to_string(i)));
+    Sync();
+    const auto ids = device.Ids();
+    for (int i = 0; i < 9; ++i) device.Remove(ids[i]);
+    EXPECT_EQ(Sync().counts.deletedInFolder, 9u) << "below the number from which the guard counts";
+    const auto rest = device.Ids();
+    for (int i = 0; i < 10; ++i) device.Remove(rest[i]);
+    try {
+        Sync();
+        FAIL() << "was not refused";
+    } catch (const RefusedForSafety& refused) {
+        EXPECT_THAT(refused.what(), HasSubstr("10 of 21 items (47 percent) are gone from device"));
+    }
+    EXPECT_EQ(folder.Size(), 21u);
+}
+
+TEST_F(AgreementTest, ASideThatDoesNotAnswerDeletesNothingAndIsComparedNextTime) {
+    const auto d = device.Add(Person("Ada"));
+    Sync();
+    device.Edit(d, "Phone", "1");
+    device.trusted = false;
+    const Report report = Sync();
+    EXPECT_FALSE(report.Complete());
+    EXPECT_EQ(folder.Size(), 1u);
+    device.trusted = true;
+    Sync();
+    EXPECT_EQ(folder.At(folder.Ids()[0]).at("Phone"), "1");
+}
+
+TEST_F(AgreementTest, ATwiceDeletedItemIsForgotten) {
+    const auto d = device.Add(Person("Ada"));
+    device.Add(Person("Bob"));
+    Sync();
+    device.Remove(d);
+    for (const auto& id : folder.Ids()) {
+        if (folder.At(id).at("FirstName") == "Ada") {
+            folder.Remove(id);
+            break;
+        }
+    }
+    EXPECT_THAT(Sync().entries, IsEmpty());
+    EXPECT_EQ(State(m_folderPath / "state.db", "device", "folder", false).Pairs(ItemType::Contact).size(), 1u);
+}
+
+// Every point at which a pass can end: after it another pass must end as if nothing had happened.
+TEST_F(AgreementTest, AfterACrashAtAnyCallTheNextPassEndsAsIfThereHadBeenNone) {
+    options.batchSize = 3;
+    int points = 0;
+    for (int side = 0; side < 2; ++side) {
+        for (int nth = 1;; ++nth) {
+            device = MemoryStore(MemoryStore::Kind::ChangeFlags, "device");
+            folder = MemoryStore(MemoryStore::Kind::Revisions, "folder");
+            std::filesystem::remove(m_folderPath / "state.db");
+            for (int i = 0; i < 8; ++i) device.Add(Person("D" + std::to_string(i), {{"Phone", "1"}}));
+            Sync();
+            const auto d = device.Ids();
+            const auto f = folder.Ids();
+            device.Edit(d[0], "Phone", "2");
+            folder.Edit(f[1], "City", "B");
+            device.Edit(d[2], "Phone", "3");
+            folder.Edit(f[2], "Phone", "4");
+            device.Remove(d[3]);
+            folder.Remove(f[4]);
+            device.Add(Person("New on device"));
+            folder.Add(Person("New in folder"));
+
+            MemoryStore& crashing = side == 0 ? device : folder;
+            crashing.crashAtCall = nth;
+            bool crashed = false;
+            try {
+                Sync();
+            } catch (const Crash&) {
+                crashed = true;
+            }
+            crashing.crashAtCall = 0;
+            Sync();
+            const std::multiset<Fields> expected{
+                {{"FirstName", "D0"}, {"Phone", "2"}}, {{"FirstName", "D1"}, {"Phone", "1"}, {"City", "B"}},
+                {{"FirstName", "D2"}, {"Phone", "4"}}, {{"FirstName", "D2"}, {"Phone", "3"}},
+                {{"FirstName", "D5"}, {"Phone", "1"}}, {{"FirstName", "D6"}, {"Phone", "1"}},
+                {{"FirstName", "D7"}, {"Phone", "1"}}, {{"FirstName", "New on device"}},
+                {{"FirstName", "New in folder"}}};
+            EXPECT_EQ(device.Contents(), expected) << "side " << side << ", crash at call " << nth;
+            ExpectAgreement();
+            if (HasFailure()) return;
+            if (!crashed) break;
+            ++points;
+        }
+    }
+    EXPECT_GT(points, 30);
+}
+
+}  // namespace
+}  // namespace kez::sync
