@@ -9,9 +9,9 @@
 
 #include <pimstore.h>
 
+#include <deque>
 #include <memory>
 #include <optional>
-#include <vector>
 
 #include "platform/pocketoutlook/com_object.h"
 #include "platform/pocketoutlook/item_store.h"
@@ -28,10 +28,10 @@ class ItemBase : public IItem {
     ItemBase(const ItemBase&) = delete;
     ItemBase& operator=(const ItemBase&) = delete;
 
-    // Becomes a new item with the type's defaults, or the item of a record that was read. Called once, by the factory
-    // functions of item_classes.h.
+    // Becomes a new item with the type's defaults, or the item of a record (false: there is none). Called once, by the
+    // factory functions of item_classes.h.
     void StartNew();
-    void StartFrom(CEOID oid, PropertyBag stored);
+    bool StartFrom(CEOID oid);
 
     OlItemType Type() const { return m_type; }
     CEOID Oid() const { return m_oid; }  // 0 until the first Save
@@ -66,8 +66,11 @@ class ItemBase : public IItem {
     HRESULT STDMETHODCALLTYPE AddCategory(LPCWSTR category) final;
     HRESULT STDMETHODCALLTYPE RemoveCategory(LPCWSTR category) final;
 
+    // IItem::GetProps without its planned fault.
+    HRESULT GiveProps(const CEPROPID* ids, ULONG flags, WORD count, CEPROPVAL** values, ULONG* bytes, HANDLE heap);
+
     // --- What both faces do ----------------------------------------------------------------------------------
-    // Save: Prepare, then one transaction that inserts or updates the record, writes committed streams and calls
+    // SaveItem: Prepare, then one transaction that inserts or updates the record, writes committed streams and calls
     // WriteDetails, then AfterSave. S_OK without a transaction where nothing changed. Where any step fails nothing is
     // written and the item keeps its unsaved state as it was before Prepare. E_FAIL on an item that was deleted.
     virtual HRESULT SaveItem();
@@ -126,31 +129,43 @@ class ItemBase : public IItem {
     ItemBase(std::shared_ptr<Session> session, OlItemType type);
     virtual ~ItemBase();
 
-    // The stored values as they are in the record now.
-    void Reload();
-    void MarkSaved(CEOID oid);
     bool IsDeleted() const { return m_deleted; }
+    // Makes the present values the stored ones, as after a Save. For item types that save in their own way.
+    void MarkSaved();
 
  private:
     friend class PropertyStream;
+    // What streams have done to a stream property.
     struct StreamState {
-        CEPROPID id;
-        std::vector<BYTE> bytes;
-        bool pending = false;  // committed by a stream, to be written by Save
-        bool open = false;     // a stream is open on it
+        CEPROPID id = 0;
+        propertydb::Bytes bytes;  // what was committed, while `pending`
+        bool pending = false;     // to be written by Save
+        bool open = false;        // a stream is open on it
     };
     StreamState& StreamOf(CEPROPID id);
-    HRESULT ChangeCategories(const char16_t* category, bool add);
+    propertydb::Bytes StreamBytes(const StreamState& stream) const;
+    bool StreamHasBytes(const StreamState& stream) const;
+    bool HasPendingStreams() const;
+
+    HRESULT WriteRecord();
+    // The record's values as they are now, also where another object saved it meanwhile.
+    const PropertyBag& FreshValues();
+    std::optional<Value> Answer(CEPROPID id, const PropertyBag& fresh) const;
+    // S_OK: taken. S_FALSE: not taken, or the same value as before.
+    HRESULT SetProperty(const CEPROPVAL& element);
+    HRESULT PutChecked(CEPROPID id, const Value* value);
+    HRESULT ChangeCategories(LPCWSTR category, bool add);
 
     ReferenceCount m_count;
     std::shared_ptr<Session> m_session;
     OlItemType m_type;
     CEOID m_oid = 0;
     bool m_deleted = false;
-    std::uint64_t m_storedAt = 0;  // the type's change counter when m_stored was read
     PropertyBag m_stored;
     PropertyBag m_values;
-    std::vector<std::unique_ptr<StreamState>> m_streams;
+    std::optional<PropertyBag> m_fresh;  // of a later state of the record than m_stored
+    std::uint64_t m_freshAt = 0;         // the change counter that m_fresh (or m_stored without it) is good for
+    std::deque<StreamState> m_streams;   // a deque: streams keep references into it
 };
 
 }  // namespace kez::pocketoutlook

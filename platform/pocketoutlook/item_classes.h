@@ -19,7 +19,10 @@ bool RegisterItemClass(const ItemClass& itemClass);
 
 // A new unsaved item; null where there is no such item type.
 Ref<ItemBase> MakeNewItem(const std::shared_ptr<Session>& session, INT itemType);
-// The item of a record; null where there is none.
+// An item of the type without any values, to be filled by a copy.
+Ref<ItemBase> MakeBlankItem(const std::shared_ptr<Session>& session, OlItemType type);
+// The item of a record; null where there is none (of that type).
 Ref<ItemBase> OpenItem(const std::shared_ptr<Session>& session, CEOID oid);
+Ref<ItemBase> OpenItem(const std::shared_ptr<Session>& session, OlItemType type, CEOID oid);
 
 }  // namespace kez::pocketoutlook

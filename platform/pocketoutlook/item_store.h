@@ -8,6 +8,7 @@
 #include <pimstore.h>
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -58,6 +59,7 @@ class ItemStore {
     // --- Reading ---
     // The identifier of a folder: that of its database.
     CEOID FolderOid(OlItemType type) const { return Database(type); }
+    const FolderRow* FolderOf(CEOID oid) const;  // null where `oid` is no folder's
     // Moves whenever an item of that type may have changed, whoever changed it.
     std::uint64_t ChangeCounter(OlItemType type) const;
     // The oids of all items of a type in the database's order; read together with the counter they are good for.
@@ -68,7 +70,10 @@ class ItemStore {
     OidList Oids(OlItemType type) const;
     std::size_t Count(OlItemType type) const;
     std::optional<OlItemType> TypeOf(CEOID oid) const;
-    std::optional<PropertyBag> Read(OlItemType type, CEOID oid) const;            // nothing where there is no such item
+    std::optional<PropertyBag> Read(OlItemType type, CEOID oid) const;  // nothing where there is no such item
+    // Calls `take` with every item of a type in the database's order until it returns false. `take` must not use the
+    // store.
+    void Walk(OlItemType type, const std::function<bool(CEOID, const PropertyBag&)>& take) const;
     propertydb::Bytes ReadStream(OlItemType type, CEOID oid, CEPROPID id) const;  // empty where there is none
     bool HasStream(OlItemType type, CEOID oid, CEPROPID id) const;
     std::vector<DetailRow> Details(Detail kind, OlItemType type, CEOID owner) const;  // ascending by key

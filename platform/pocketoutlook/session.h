@@ -33,14 +33,14 @@ class Session : public std::enable_shared_from_this<Session> {
     // The application object with a reference: the one that is there, or a new one on this same core where the caller
     // has released it.
     HRESULT GetApplication(IPOutlookApp** out);
-    void SetApplication(Application* application);
     void ForgetApplication(Application* application);
 
  private:
+    std::atomic<bool> m_ready{false};  // has been logged on at least once
     std::atomic<bool> m_loggedOn{false};
     std::atomic<LONG> m_window{0};
     std::shared_ptr<ItemStore> m_store;  // set by the first Logon that succeeds, kept from then on
-    mutable std::mutex m_mutex;          // guards Logon and m_application
+    std::mutex m_mutex;                  // guards Logon, Logoff and m_application
     Application* m_application = nullptr;
 };
 
