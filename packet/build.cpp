@@ -259,7 +259,7 @@ INT CKezCEPacket::PropFini() {
     m_pPacket = static_cast<BYTE*>(LocalAlloc(LPTR, m_dwPropLen));
     m_vProps = m_pPacket ? static_cast<CEPROPVAL*>(LocalAlloc(LPTR, m_wPropCount * sizeof(CEPROPVAL))) : nullptr;
     if (!m_vProps) {
-        LocalFree(m_pPacket);
+        if (m_pPacket) LocalFree(m_pPacket);
         m_pPacket = nullptr;
         dbglog(0, "CKezCEPacket::PropFini-OUT_OF_MEMORY-");
         return -1;

@@ -79,7 +79,7 @@ void CKezCEPacket::FreeNewPacketMethod() {
 void CKezCEPacket::FreeBuffer() {
     if (!m_pPacket) return;
     FreeNewPacketMethod();
-    if (!kArrayIsWireImage) LocalFree(m_vProps);
+    if (!kArrayIsWireImage && m_vProps) LocalFree(m_vProps);
     LocalFree(m_pPacket);
     m_pPacket = nullptr;
     m_pRcvPacket = nullptr;
@@ -94,6 +94,6 @@ void CKezCEPacket::FreePacketBuffer() {
     dbglog(50, "CKezCEPacket::FreePacketBuffer");
     FreeBuffer();
     ListClean();
-    LocalFree(m_pSpare);
+    if (m_pSpare) LocalFree(m_pSpare);
     m_pSpare = nullptr;
 }
