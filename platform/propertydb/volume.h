@@ -164,7 +164,7 @@ class Volume : public std::enable_shared_from_this<Volume> {
 // One transaction on a volume: what is written between its start and Commit() becomes visible and durable as one, or
 // not at all. Without Commit() (an exception flies) everything is taken back. It holds the volume for its thread:
 // other threads wait, other processes may read and wait to write; keep it short and end it on the thread that began
-// it. One that begins inside another joins it, and the outer one's end decides.
+// it. One that begins inside another is part of that one: without its Commit() only its own writes are taken back.
 class Transaction {
  public:
     explicit Transaction(std::shared_ptr<Volume> volume);

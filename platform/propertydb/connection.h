@@ -1,0 +1,184 @@
+// One connection to a volume file: its lock, its transaction, its prepared statements, and what it knows of the
+// databases.
+//
+// A write goes through a WriteScope. The counters of a database (records, bytes, changes) are gathered in memory
+// while the transaction runs and written once at its end, in the same transaction.
+#pragma once
+
+#include <windbase.h>
+
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <unordered_map>
+
+#include "platform/propertydb/definitions.h"
+#include "platform/propertydb/notifications.h"
+#include "platform/propertydb/oid_lists.h"
+#include "platform/propertydb/record_codec.h"
+#include "platform/propertydb/sqlite.h"
+#include "platform/propertydb/volume.h"
+
+namespace kez::propertydb {
+
+// Which state of the volume a connection's reader would see: equal stamps, nothing changed in between, by any
+// process. Taking one costs a few memory reads.
+struct Stamp {
+    std::array<std::uint32_t, 12> committed{};  // the head of the volume's log index, which moves with every commit
+    std::uint64_t own = 0;                      // writes of this connection, committed or not
+    bool operator==(const Stamp&) const = default;
+};
+
+// What belongs to the volume file and not to one connection of it; one for each file that this process has open.
+struct VolumeShare {
+    std::filesystem::path file;
+    std::u16string devicePath;
+    std::atomic<bool> wrote{false};                      // since the last flush
+    std::atomic<std::uint32_t> timeout{2000};            // milliseconds to wait for another writer
+    std::atomic<std::uint32_t> maxPages{0};              // 0: no limit
+    std::atomic<std::uint32_t> mostNotifications{1000};  // of one transaction
+    Notifications notifications;
+};
+
+// The prepared statements of one database.
+struct DatabaseStatements {
+    std::shared_ptr<const Database> definition;  // they hold for this one
+    Statement insert;
+    Statement update;      // properties alone
+    Statement updateKeys;  // properties and all keys
+    Statement remove;
+    Statement read;
+    Statement readKeys;
+    Statement touchState;
+    struct Seek {
+        Statement forward;
+        Statement backward;
+        Statement keyOf;
+        Statement rank;
+        Statement oids;
+    };
+    std::map<int, Seek> orders;  // by index of the order, -1 for the order of creation
+};
+
+class Connection {
+ public:
+    // Throws VolumeError: 2, 5, 11, 1358, ...
+    explicit Connection(std::shared_ptr<VolumeShare> share);
+    ~Connection();
+    Connection(const Connection&) = delete;
+    Connection& operator=(const Connection&) = delete;
+
+    std::recursive_mutex& Mutex() { return m_mutex; }
+    sqlite3* Handle() const { return m_database; }
+    VolumeShare& Share() { return *m_share; }
+    std::int64_t Identity() const { return m_identity; }
+    Stamp CurrentStamp() const;
+
+    CEGUID Guid() const { return m_guid; }
+
+    // --- Transactions; the caller holds the mutex ---
+    void Begin();              // the outer transaction, or a savepoint in it
+    void Commit();             // of the innermost; throws VolumeError, and then all of it is taken back
+    void Rollback() noexcept;  // of the innermost
+    bool InTransaction() const { return m_depth > 0; }
+    // Throws where SQLite had to take the open transaction back (a full disk).
+    void CheckTransaction() const;
+
+    // --- Definitions; the caller holds the mutex ---
+    const Databases& AllDatabases();                          // as of now
+    std::shared_ptr<const Database> FindDatabase(CEOID oid);  // null where there is none
+    std::shared_ptr<const Database> NeedDatabase(CEOID oid);  // throws 1168
+    void DefinitionsChanged();                                // inside a write
+    DatabaseStatements& Statements(const std::shared_ptr<const Database>& database);
+
+    // --- Counters, inside a write ---
+    CEOID NewOid();
+    void Count(CEOID database, int records, std::int64_t bytes);  // notes a change of the database
+    void Tell(UINT kind, CEOID oid, CEOID parent);
+    DatabaseState State(CEOID database);
+
+    // A statement with a fixed text, prepared once; `sql` has to live as long as the connection.
+    Statement& Fixed(const char* sql);
+    // The same for a text that is put together.
+    Statement& Named(const std::string& sql);
+    OidLists& Lists() { return m_lists; }
+    // Makes what this process committed to the volume durable.
+    void Sync();
+
+ private:
+    struct Counters {
+        std::int64_t records = 0;
+        std::int64_t bytes = 0;
+        std::int64_t changes = 0;
+    };
+    struct Saved {
+        std::map<CEOID, Counters> counters;
+        CEOID lastOid;
+        std::size_t told;
+    };
+
+    static int Wait(void* connection, int count);
+    void Open();
+    void CheckFormat();
+    void ReadVolumeState();
+    void WriteCounters();
+    void ForgetTransaction();
+    void LoadDefinitions();
+
+    std::shared_ptr<VolumeShare> m_share;
+    std::recursive_mutex m_mutex;
+    sqlite3* m_database = nullptr;
+    sqlite3_file* m_file = nullptr;
+    const volatile std::uint32_t* m_logIndex = nullptr;  // SQLite's own mapping of the log's index
+    std::atomic<std::uint64_t> m_ownWrites{0};
+    std::int64_t m_identity = 0;
+    CEGUID m_guid{};
+    std::chrono::steady_clock::time_point m_waitingSince;
+
+    int m_depth = 0;
+    bool m_definitionsDirty = false;
+    std::map<CEOID, Counters> m_counters;
+    CEOID m_lastOid = 0;  // good while a transaction runs
+    bool m_oidsGiven = false;
+    std::vector<Saved> m_saved;  // one for each savepoint
+    std::vector<Change> m_told;
+
+    Databases m_databases;
+    std::int64_t m_definitionNumber = -1;
+    Stamp m_definitionStamp;
+    std::unordered_map<CEOID, DatabaseStatements> m_statements;
+    std::unordered_map<const char*, Statement> m_fixed;
+    std::unordered_map<std::string, Statement> m_named;
+    OidLists m_lists;
+};
+
+// The lock for one reading call.
+class ReadScope {
+ public:
+    explicit ReadScope(Connection& connection) : m_lock(connection.Mutex()) {}
+
+ private:
+    std::lock_guard<std::recursive_mutex> m_lock;
+};
+
+// The lock and the transaction for one writing call; taken back unless committed. In a transaction that is open
+// already it is part of that.
+class WriteScope {
+ public:
+    enum class Extent { OneStatement, Several };  // several statements in an open transaction need a savepoint
+    explicit WriteScope(Connection& connection, Extent extent = Extent::OneStatement);
+    ~WriteScope();
+    void Commit();
+
+ private:
+    std::unique_lock<std::recursive_mutex> m_lock;
+    Connection& m_connection;
+    bool m_open;
+};
+
+}  // namespace kez::propertydb
