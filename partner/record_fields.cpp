@@ -83,7 +83,7 @@ constexpr RecordField kAppointmentFields[] = {
     {0x000F0002, "BusyStatus", N, 0, "2"},
     {0x0037001F, "Subject", T, 4095, ""},
     {0x4208001F, "Location", T, 1023, ""},
-    {0x420D0040, "Start", ValueKind::WallTime, 0, ""},
+    {0x420D0040, "Start", ValueKind::Start, 0, ""},
     {0x42130003, "Duration", N, 0, ""},
     {0x42150003, "AllDayEvent", F, 0, "0"},
     {0x45010003, "ReminderMinutesBeforeStart", N, 0, ""},

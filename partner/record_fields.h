@@ -18,6 +18,8 @@ enum class ValueKind {
     Text,      // string property
     Day,       // FILETIME, wall clock: "YYYY-MM-DD"
     WallTime,  // FILETIME, wall clock: "YYYY-MM-DD hh:mm:ss"
+    Start,     // leaves the device as an automation date in UTC under the FILETIME code, arrives as a FILETIME of the
+               // wall clock: "YYYY-MM-DD hh:mm:ss", wall clock
     Date,      // automation date (a double), wall clock: "YYYY-MM-DD hh:mm:ss"
     Number,    // decimal; of the property's own width
     Flag,      // "1" or "0"

@@ -5,6 +5,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "sync/item.h"
 
@@ -33,6 +34,10 @@ class PacketCodec {
     // How a device gives back what was sent: the fields that come back otherwise than they were written (a busy
     // status that always ends busy, ...). Applied to `sent`, it gives what a faithful device answers.
     virtual Item AsHeldByDevice(const Item& sent) const = 0;
+
+    // What a device that holds `held` keeps although `wanted` lacks it, because no packet can say so (a picture that
+    // was removed, ...); one sentence each.
+    virtual std::vector<std::string> CannotClear(const Item& /*wanted*/, const Item& /*held*/) const { return {}; }
 };
 
 }  // namespace kez::sync
