@@ -60,6 +60,14 @@ DWORD Checksum(DWORD start, const void* data, std::size_t count) {
     return ~Steps(state, bytes, count);
 }
 
+// Read as bytes: a text in a packet may stand at an odd address.
+std::size_t TextBytes(const void* text) {
+    const BYTE* const start = static_cast<const BYTE*>(text);
+    const BYTE* end = start;
+    while (Get16(end) != 0) end += sizeof(WCHAR);
+    return static_cast<std::size_t>(end - start);
+}
+
 class Fingerprint {
  public:
     void Add(const void* bytes, std::size_t count) { m_value += Checksum(m_value, bytes, count); }
@@ -84,8 +92,8 @@ class Fingerprint {
                 AddPrinted("%x.%x", property.val.filetime.dwHighDateTime, property.val.filetime.dwLowDateTime);
                 break;
             case CEVT_LPWSTR:
-                if (property.val.lpwstr && property.val.lpwstr[0] != 0) {
-                    Add(property.val.lpwstr, wcslen(property.val.lpwstr) * sizeof(WCHAR));
+                if (const std::size_t bytes = property.val.lpwstr ? TextBytes(property.val.lpwstr) : 0) {
+                    Add(property.val.lpwstr, bytes);
                 }
                 break;
             case CEVT_BLOB:
