@@ -18,7 +18,7 @@ void ItemBase::StartNew() {
 
 bool ItemBase::StartFrom(CEOID oid) {
     m_freshAt = Store().ChangeCounter(m_type);
-    auto stored = Store().Read(m_type, oid);
+    auto stored = ReadRecord(oid);
     if (!stored) return false;
     m_oid = oid;
     m_stored = std::move(*stored);

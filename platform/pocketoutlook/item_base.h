@@ -98,6 +98,8 @@ class ItemBase : public IItem {
     virtual REFIID TypedId() const = 0;
     // Sets what a new item starts with; `values` is empty.
     virtual void SetDefaults(PropertyBag& values) { (void)values; }
+    // The values that the store holds for this item; nothing where it has no such item.
+    virtual std::optional<PropertyBag> ReadRecord(CEOID oid) const { return Store().Read(m_type, oid); }
     // Reads what the item keeps beside its record, after StartFrom.
     virtual void LoadDetails() {}
     // Checks the unsaved state and brings it into the form that is stored; on failure Save fails with that result.

@@ -32,7 +32,7 @@ const PropertyBag& ItemBase::FreshValues() {
     if (m_oid == 0) return m_stored;
     const std::uint64_t counter = Store().ChangeCounter(m_type);
     if (counter != m_freshAt) {
-        auto fresh = Store().Read(m_type, m_oid);
+        auto fresh = ReadRecord(m_oid);
         if (!fresh) throw propertydb::VolumeError(ERROR_INVALID_PARAMETER, "the item is no longer there");
         m_fresh = std::move(fresh);
         m_freshAt = counter;
