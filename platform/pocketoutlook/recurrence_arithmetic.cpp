@@ -38,25 +38,6 @@ bool HasMonthOfYear(const Recurrence& recurrence) {
 
 bool IsDayType(LONG type) { return type == olRecursDaily || type == olRecursWeekly; }
 
-bool FieldsAreUsable(const Recurrence& recurrence) {
-    switch (recurrence.type) {
-        case olRecursDaily:
-            return HasInterval(recurrence);
-        case olRecursWeekly:
-            return HasInterval(recurrence) && HasMask(recurrence);
-        case olRecursMonthly:
-            return HasInterval(recurrence) && HasDayOfMonth(recurrence);
-        case olRecursMonthNth:
-            return HasInterval(recurrence) && HasMask(recurrence) && HasInstance(recurrence);
-        case olRecursYearly:
-            return HasDayOfMonth(recurrence) && HasMonthOfYear(recurrence);
-        case olRecursYearNth:
-            return HasMask(recurrence) && HasInstance(recurrence) && HasMonthOfYear(recurrence);
-        default:
-            return false;
-    }
-}
-
 LONG LeastCyclicGap(const std::int64_t* offsets, int count, std::int64_t periodLength) {
     std::int64_t least = offsets[0] + periodLength - offsets[count - 1];
     for (int i = 1; i < count; ++i) least = std::min(least, offsets[i] - offsets[i - 1]);
@@ -125,8 +106,28 @@ std::optional<Day> NthWeekday(int year, int month, LONG instance, LONG mask) {
     }
 }
 
+bool HasUsableFields(const Recurrence& recurrence) {
+    if (recurrence.start < kFirstDay || recurrence.start > kLastDay) return false;
+    switch (recurrence.type) {
+        case olRecursDaily:
+            return HasInterval(recurrence);
+        case olRecursWeekly:
+            return HasInterval(recurrence) && HasMask(recurrence);
+        case olRecursMonthly:
+            return HasInterval(recurrence) && HasDayOfMonth(recurrence);
+        case olRecursMonthNth:
+            return HasInterval(recurrence) && HasMask(recurrence) && HasInstance(recurrence);
+        case olRecursYearly:
+            return HasDayOfMonth(recurrence) && HasMonthOfYear(recurrence);
+        case olRecursYearNth:
+            return HasMask(recurrence) && HasInstance(recurrence) && HasMonthOfYear(recurrence);
+        default:
+            return false;
+    }
+}
+
 RecurrenceDays::RecurrenceDays(const Recurrence& recurrence) : m_recurrence(recurrence) {
-    if (!FieldsAreUsable(recurrence)) return;
+    if (!HasUsableFields(recurrence)) return;
     const CivilDate start = CivilOf(recurrence.start);
     switch (recurrence.type) {
         case olRecursDaily:
@@ -225,7 +226,7 @@ std::int64_t RecurrenceDays::OrdinalOf(Day day) const {
 }
 
 LONG MinimumPeriod(const Recurrence& recurrence) {
-    if (!FieldsAreUsable(recurrence)) return 0;
+    if (!HasUsableFields(recurrence)) return 0;
     switch (recurrence.type) {
         case olRecursDaily:
         case olRecursWeekly: {

@@ -59,6 +59,10 @@ struct Recurrence {
     bool operator==(const Recurrence&) const = default;
 };
 
+// Whether the start and every field that the type uses hold a value that they may have; false for a type outside the
+// six.
+bool HasUsableFields(const Recurrence& recurrence);
+
 // The days of one pattern, in ascending order. Ordinals count from 1. All answers respect the pattern's end.
 class RecurrenceDays {
  public:
