@@ -2,6 +2,7 @@
 #include <chrono>
 #include <mutex>
 
+#include "platform/control/calendar.h"
 #include "platform/control/control.h"
 #include "platform/control/frozen_clock.h"
 
@@ -57,9 +58,10 @@ void UseRealClock() { Use(nullptr, false); }
 void SetClock(std::function<Ticks()> clock) { Use(std::move(clock), false); }
 
 void FreezeClock(const SYSTEMTIME& utc) {
-    FILETIME fileTime = {};
-    if (!SystemTimeToFileTime(&utc, &fileTime)) throw std::invalid_argument("FreezeClock: no such moment");
-    const Ticks ticks = Ticks{fileTime.dwHighDateTime} << 32 | fileTime.dwLowDateTime;
+    if (utc.wYear < 1601 || utc.wMonth < 1 || utc.wMonth > 12) throw std::invalid_argument("FreezeClock: no such day");
+    const std::int64_t day = DayNumber(utc.wYear, utc.wMonth, utc.wDay) - DayNumber(1601, 1, 1);
+    const std::int64_t seconds = ((day * 24 + utc.wHour) * 60 + utc.wMinute) * 60 + utc.wSecond;
+    const Ticks ticks = (static_cast<Ticks>(seconds) * 1'000 + utc.wMilliseconds) * kTicksPerMillisecond;
     Use([ticks] { return ticks; }, true);
 }
 

@@ -38,6 +38,15 @@ DWORD CopyContent(int from, int to) {
     }
 }
 
+DWORD CopyAttributes(int from, int to) {
+    struct stat source = {};
+    struct stat target = {};
+    if (fstat(from, &source) != 0 || fstat(to, &target) != 0) return ErrorOfErrno(errno);
+    constexpr mode_t kWritable = S_IWUSR | S_IWGRP | S_IWOTH;
+    if (source.st_mode & S_IWUSR) return 0;
+    return fchmod(to, target.st_mode & ~kWritable) == 0 ? 0 : ErrorOfErrno(errno);
+}
+
 }  // namespace
 
 BOOL CopyFileW(LPCWSTR from, LPCWSTR to, BOOL failIfExists) {
@@ -49,11 +58,11 @@ BOOL CopyFileW(LPCWSTR from, LPCWSTR to, BOOL failIfExists) {
     if (!opened.file) return Result(opened.error);
     const auto target = HostPath(to);
     if (!target) return FALSE;
-    // The copy takes the source's attributes with its content.
     const auto made = kez::kernel::OpenHostFile(*target, GENERIC_WRITE, 0, failIfExists ? CREATE_NEW : CREATE_ALWAYS,
-                                                kez::kernel::AttributesOf(*source));
+                                                FILE_ATTRIBUTE_NORMAL);
     if (!made.file) return Result(made.error);
-    const DWORD error = CopyContent(opened.file.Descriptor(), made.file.Descriptor());
+    DWORD error = CopyContent(opened.file.Descriptor(), made.file.Descriptor());
+    if (error == 0) error = CopyAttributes(opened.file.Descriptor(), made.file.Descriptor());
     if (error != 0) unlink(target->c_str());
     return Result(error);
 }

@@ -130,14 +130,18 @@ OpenedFile OpenHostFile(const std::filesystem::path& path, DWORD access, DWORD s
 }
 
 DWORD RemoveHostFile(const std::filesystem::path& path) {
-    const DWORD there = AttributesOf(path);
-    if (there == INVALID_FILE_ATTRIBUTES) return ERROR_FILE_NOT_FOUND;
-    if (there & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_READONLY)) return ERROR_ACCESS_DENIED;
-    const HostFile file(OpenDescriptor(path, O_RDONLY));
-    if (!file) return ErrorOfErrno(errno);
-    const FileGate gate(file.Descriptor());
-    if (!MayShare(file.Descriptor(), GENERIC_READ | GENERIC_WRITE, 0)) return ERROR_SHARING_VIOLATION;
-    return unlink(path.c_str()) == 0 ? ERROR_SUCCESS : ErrorOfErrno(errno);
+    for (;;) {
+        const DWORD there = AttributesOf(path);
+        if (there == INVALID_FILE_ATTRIBUTES) return ERROR_FILE_NOT_FOUND;
+        if (there & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_READONLY)) return ERROR_ACCESS_DENIED;
+        const HostFile file(OpenDescriptor(path, O_RDONLY));
+        if (!file) return ErrorOfErrno(errno);
+        const FileGate gate(file.Descriptor());
+        // Removed by someone else meanwhile: what has the name now is another file.
+        if (IsRemoved(file.Descriptor())) continue;
+        if (!MayShare(file.Descriptor(), GENERIC_READ | GENERIC_WRITE, 0)) return ERROR_SHARING_VIOLATION;
+        return unlink(path.c_str()) == 0 ? ERROR_SUCCESS : ErrorOfErrno(errno);
+    }
 }
 
 }  // namespace kez::kernel

@@ -261,11 +261,10 @@ class MutexHandle : public kez::kernel::Object {
         std::lock_guard lock(state.mutex);
         Entry& entry = state.entries[m_key];
         if (--entry.handles > 0) return;
-        if (m_mutex->File()) {
-            LeaveNamed(m_device, m_name, *m_mutex);
-        } else {
-            state.entries.erase(m_key);  // a mutex of this process alone vanishes with its last handle
-        }
+        if (m_mutex->File()) LeaveNamed(m_device, m_name, *m_mutex);
+        // What a thread still owns stays known: it is the same mutex as long as another process has a handle. One of
+        // this process alone vanishes with its last handle.
+        if (!m_mutex->File() || m_mutex.use_count() == 1) state.entries.erase(m_key);
     }
 
     SharedMutex& Mutex() { return *m_mutex; }
