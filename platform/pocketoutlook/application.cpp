@@ -10,7 +10,8 @@ namespace {
 
 HRESULT MakeApplication(REFIID riid, void** out) {
     return Guard("CreateApplication", nullptr, out, [&] {
-        const auto application = Ref<Application>::Attach(new Application(std::make_shared<Session>()));
+        Ref<IPOutlookApp> application;
+        if (HRESULT hr = std::make_shared<Session>()->GetApplication(application.Out()); FAILED(hr)) return hr;
         return application->QueryInterface(riid, out);
     });
 }

@@ -59,7 +59,8 @@ std::shared_ptr<ItemStore> ItemStore::Open() {
     return std::make_shared<ItemStore>(std::move(volume));
 }
 
-ItemStore::ItemStore(std::shared_ptr<propertydb::Volume> volume) : m_volume(std::move(volume)) {
+ItemStore::ItemStore(std::shared_ptr<propertydb::Volume> volume)
+    : m_volume(std::move(volume)), m_lists(kFolders.size()) {
     for (const FolderRow& row : kFolders) m_databases.push_back(m_volume->FindDatabase(row.database));
     if (std::ranges::count(m_databases, 0u) == 0) return;
 
@@ -74,8 +75,8 @@ ItemStore::ItemStore(std::shared_ptr<propertydb::Volume> volume) : m_volume(std:
     transaction.Commit();
 }
 
-CEOID ItemStore::Database(OlItemType type) const {
-    return m_databases[static_cast<std::size_t>(&RowOf(type) - kFolders.data())];
+std::size_t ItemStore::Position(OlItemType type) const {
+    return static_cast<std::size_t>(&RowOf(type) - kFolders.data());
 }
 
 const FolderRow* ItemStore::FolderOf(CEOID oid) const {
@@ -86,9 +87,24 @@ const FolderRow* ItemStore::FolderOf(CEOID oid) const {
 std::uint64_t ItemStore::ChangeCounter(OlItemType type) const { return m_volume->State(Database(type)).changes; }
 
 ItemStore::OidList ItemStore::Oids(OlItemType type) const {
+    const std::lock_guard lock(m_mutex);
+    OidList& kept = m_lists[Position(type)];
     // The counter first: a change that slips in between makes the list look older than it is, and it is read again.
     const std::uint64_t counter = ChangeCounter(type);
-    return {m_volume->OrderedOids(Database(type)), counter};
+    if (!kept.oids || kept.counter != counter) kept = {m_volume->OrderedOids(Database(type)), counter};
+    return kept;
+}
+
+void ItemStore::ForgetOid(OlItemType type, CEOID oid, std::uint64_t counterBefore) const {
+    const std::lock_guard lock(m_mutex);
+    OidList& kept = m_lists[Position(type)];
+    // One more than before: nobody else has changed anything meanwhile.
+    const std::uint64_t counter = ChangeCounter(type);
+    if (!kept.oids || kept.counter != counterBefore || counter != counterBefore + 1) return;
+    auto left = std::make_shared<std::vector<CEOID>>();
+    left->reserve(kept.oids->size());
+    std::ranges::remove_copy(*kept.oids, std::back_inserter(*left), oid);
+    kept = {std::move(left), counter};
 }
 
 std::size_t ItemStore::Count(OlItemType type) const { return m_volume->State(Database(type)).records; }
@@ -156,20 +172,27 @@ std::optional<NamedProperty> ItemStore::FindNamed(CEPROPID id) {
     return NamedProperty{id, set->Number(kNameReplicates) != 0};
 }
 
+// --- Writing --------------------------------------------------------------------------------------------------
+
 CEOID ItemStore::Transaction::Insert(OlItemType type, const PropertyBag& values) {
+    m_onlyRemoval = false;
     return m_store.m_volume->Insert(m_store.Database(type), values.Set());
 }
 
 void ItemStore::Transaction::Update(OlItemType type, CEOID oid, const propertydb::PropertySet& changes) {
     if (changes.Empty()) return;
+    m_onlyRemoval = false;
     if (!m_store.m_volume->Update(m_store.Database(type), oid, changes)) Gone();
 }
 
 void ItemStore::Transaction::Remove(OlItemType type, CEOID oid) {
+    if (m_removal) m_onlyRemoval = false;
+    m_removal = Removal{type, oid, m_store.ChangeCounter(type)};
     if (!m_store.m_volume->Delete(m_store.Database(type), oid)) Gone();
 }
 
 void ItemStore::Transaction::WriteStream(OlItemType type, CEOID oid, CEPROPID id, const propertydb::Bytes& bytes) {
+    m_onlyRemoval = false;
     const CEOID database = m_store.Database(type);
     if (bytes.empty()) {
         m_store.m_volume->RemoveAttachment(database, oid, Kind(Detail::Streams), id);
@@ -180,15 +203,23 @@ void ItemStore::Transaction::WriteStream(OlItemType type, CEOID oid, CEPROPID id
 
 void ItemStore::Transaction::PutDetail(Detail kind, OlItemType type, CEOID owner, std::int64_t key,
                                        const PropertyBag& values) {
+    m_onlyRemoval = false;
     if (!m_store.m_volume->PutAttachment(m_store.Database(type), owner, Kind(kind), {key, values.Set(), {}})) Gone();
 }
 
 void ItemStore::Transaction::RemoveDetail(Detail kind, OlItemType type, CEOID owner, std::int64_t key) {
+    m_onlyRemoval = false;
     m_store.m_volume->RemoveAttachment(m_store.Database(type), owner, Kind(kind), key);
 }
 
 void ItemStore::Transaction::RemoveDetails(Detail kind, OlItemType type, CEOID owner) {
+    m_onlyRemoval = false;
     m_store.m_volume->RemoveAttachments(m_store.Database(type), owner, Kind(kind));
+}
+
+void ItemStore::Transaction::Commit() {
+    m_transaction.Commit();
+    if (m_removal && m_onlyRemoval) m_store.ForgetOid(m_removal->type, m_removal->oid, m_removal->counter);
 }
 
 }  // namespace kez::pocketoutlook

@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
@@ -102,18 +103,32 @@ class ItemStore {
         void PutDetail(Detail kind, OlItemType type, CEOID owner, std::int64_t key, const PropertyBag& values);
         void RemoveDetail(Detail kind, OlItemType type, CEOID owner, std::int64_t key);
         void RemoveDetails(Detail kind, OlItemType type, CEOID owner);
-        void Commit() { m_transaction.Commit(); }
+        void Commit();
 
      private:
         ItemStore& m_store;
         propertydb::Transaction m_transaction;
+        // A removal that is the whole transaction, and the change counter before it.
+        struct Removal {
+            OlItemType type;
+            CEOID oid;
+            std::uint64_t counter;
+        };
+        std::optional<Removal> m_removal;
+        bool m_onlyRemoval = true;
     };
 
  private:
-    CEOID Database(OlItemType type) const;
+    std::size_t Position(OlItemType type) const;  // in the folder table
+    CEOID Database(OlItemType type) const { return m_databases[Position(type)]; }
+    // Takes a removed item out of the kept list, so that deleting one item after another does not read the whole list
+    // each time.
+    void ForgetOid(OlItemType type, CEOID oid, std::uint64_t counterBefore) const;
 
     std::shared_ptr<propertydb::Volume> m_volume;
     std::vector<CEOID> m_databases;  // in the order of the folder table
+    mutable std::mutex m_mutex;      // guards m_lists
+    mutable std::vector<OidList> m_lists;
 };
 
 }  // namespace kez::pocketoutlook
