@@ -34,7 +34,7 @@ class CKEZASPContactStore {
     // categories.
     HRESULT SyncData(SDREQUEST* request);
 
- private:
+ protected:
     static constexpr std::size_t kFolderCount = 3;
 
     // Compares exactly, unlike the folder itself; an empty slot is not looked for, on purpose.
