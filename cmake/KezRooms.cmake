@@ -13,7 +13,8 @@ if(KEZ_FUZZ)
   target_link_options(kez_options INTERFACE -fsanitize=address,undefined)
 endif()
 if(KEZ_32BIT)
-  target_compile_options(kez_options INTERFACE -m32)
+  # Arithmetic in 64 bits, as the device has it, not in the 80 of the old unit.
+  target_compile_options(kez_options INTERFACE -m32 -msse2 -mfpmath=sse)
   target_link_options(kez_options INTERFACE -m32)
 endif()
 
