@@ -37,13 +37,16 @@ INT SystemTimeToVariantTime(SYSTEMTIME* from, DATE* to) {
     const std::int64_t day = DayNumber(year, month, from->wDay) + seconds / 86'400 - kDayZero;
     if (day < kFirstDay || day > kLastDay) return 0;
     seconds %= 86'400;
+    const int hour = seconds / 3600;
+    const int minute = seconds / 60 % 60;
+    const int second = seconds % 60;
 
     // The three parts are added one after another: their sum in one step differs in the last bit.
     const double direction = day < 0 ? -1.0 : 1.0;
     double date = static_cast<double>(day);
-    date += direction * (seconds / 3600 / 24.0);
-    date += direction * (seconds / 60 % 60 / 1440.0);
-    date += direction * (seconds % 60 / 86'400.0);
+    date += direction * (hour / 24.0);
+    date += direction * (minute / 1440.0);
+    date += direction * (second / 86'400.0);
     *to = date;
     return 1;
 }

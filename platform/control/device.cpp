@@ -86,7 +86,7 @@ DeviceSettings CreateDevice(const std::filesystem::path& folder, const std::stri
         throw DeviceError("cannot make \"" + folder.string() +
                           "\" a device folder, because it is not empty; give a new folder");
     }
-    const DeviceSettings settings{NewId(), timeZone};
+    DeviceSettings settings{NewId(), timeZone};
     std::ofstream file(folder / kSettingsFile);
     file << "id=" << settings.id << "\ntimezone=" << settings.timeZone << "\n";
     file.close();

@@ -26,7 +26,7 @@ class TimeZone {
         int weekDay = 0;  // 0 is Sunday
         int dayOfYear = 0;
         bool countsLeapDay = true;
-        std::int64_t seconds = 2 * 3600;  // local time of day; may lie outside the day
+        std::int64_t seconds = 7200;  // local time of day; may lie outside the day
     };
 
     // What holds after the last transition that the file lists.
