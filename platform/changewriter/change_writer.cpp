@@ -55,14 +55,19 @@ bool IsOldEnough(const JournalEntry& entry, Delay delay, std::uint64_t now) {
     return now - entry.time >= static_cast<std::uint64_t>(delay.count()) * kTicksPerMillisecond;
 }
 
+void EnableJournals(Volume& pim) {
+    for (const ChangeTable& table : kChangeTables) {
+        if (const CEOID database = pim.FindDatabase(table.pimDatabase)) pim.EnableJournal(database);
+    }
+}
+
 // By PIM database the change table of its items.
 std::map<CEOID, CEOID> TablesByDatabase(Volume& pim, Volume& changes) {
     std::map<CEOID, CEOID> tables;
     for (const ChangeTable& table : kChangeTables) {
-        const CEOID database = pim.FindDatabase(table.pimDatabase);
-        if (!database) continue;
-        pim.EnableJournal(database);
-        tables[database] = changes.FindDatabase(table.table);
+        if (const CEOID database = pim.FindDatabase(table.pimDatabase)) {
+            tables[database] = changes.FindDatabase(table.table);
+        }
     }
     return tables;
 }
@@ -146,6 +151,8 @@ std::size_t Drain(Delay delay) {
     bool dropped = false;
     {
         const auto pim = Volume::OpenApart(kPimVolume);
+        EnableJournals(*pim);
+        if (pim->ReadJournal(0, 1).empty()) return 0;
         if (!Volume::Exists(kChangeVolume)) CreateChangeTables();
         const auto changes = Volume::OpenApart(kChangeVolume);
         carried = CarryOver(pim, changes, delay);

@@ -217,7 +217,8 @@ CEOID CeWriteRecordProps(HANDLE database, CEOID oid, WORD count, CEPROPVAL* valu
         if (oid == 0) {
             written = InsertRecord(connection, handle->DatabaseOid(), views, handle->TakesNewColumns(), &wanted);
         } else {
-            Require(UpdateRecord(connection, handle->DatabaseOid(), oid, views, handle->TakesNewColumns(), &wanted),
+            Require(UpdateRecord(connection, handle->DatabaseOid(), oid, views, handle->TakesNewColumns(), &wanted,
+                                 handle->Position().AtHand(oid)),
                     ERROR_NOT_FOUND);
         }
         scope.Commit();

@@ -294,6 +294,11 @@ std::uint32_t Cursor::Index() {
     return *m_index;
 }
 
+const std::string* Cursor::AtHand(CEOID oid) const {
+    const bool good = m_place == Place::OnRecord && m_oid == oid && m_count > 0;
+    return good && m_connection->CurrentStamp() == m_stamp ? &m_rows[m_at].props : nullptr;
+}
+
 const std::string* Cursor::Read() {
     if (!Refresh()) return nullptr;
     return m_count > 0 ? &m_rows[m_at].props : &m_bytes;

@@ -50,6 +50,8 @@ class Cursor {
     std::uint32_t Index();
     // The bytes of the record it stands on; null where that was deleted. Valid until the next operation.
     const std::string* Read();
+    // The same for any record, but only where the bytes are at hand and good; null otherwise.
+    const std::string* AtHand(CEOID oid) const;
 
  private:
     struct Row {

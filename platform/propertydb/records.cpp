@@ -122,11 +122,14 @@ CEOID InsertRecord(Connection& connection, CEOID oid, PropertyViews& properties,
 }
 
 bool UpdateRecord(Connection& connection, CEOID oid, CEOID record, const PropertyViews& changes, bool newColumns,
-                  WantedKey* wanted) {
+                  WantedKey* wanted, const std::string* known) {
     Scratch& scratch = TheScratch();
-    if (!ReadRecord(connection, connection.NeedDatabase(oid), record, scratch.oldBytes)) return false;
+    if (!known) {
+        if (!ReadRecord(connection, connection.NeedDatabase(oid), record, scratch.oldBytes)) return false;
+        known = &scratch.oldBytes;
+    }
     const auto database = Admit(connection, oid, changes, newColumns);
-    Decode(scratch.oldBytes, scratch.old);
+    Decode(*known, scratch.old);
     Merge(scratch.old, changes, scratch.merged);
     CheckPresence(*database, scratch.merged);
     Encode(scratch.merged, scratch.bytes);
@@ -143,8 +146,8 @@ bool UpdateRecord(Connection& connection, CEOID oid, CEOID record, const Propert
                         wanted->key);
         }
     }
-    connection.Count(
-        oid, 0, static_cast<std::int64_t>(scratch.bytes.size()) - static_cast<std::int64_t>(scratch.oldBytes.size()));
+    connection.Count(oid, 0,
+                     static_cast<std::int64_t>(scratch.bytes.size()) - static_cast<std::int64_t>(known->size()));
     connection.Tell(DB_CEOID_CHANGED, record, oid);
     return true;
 }

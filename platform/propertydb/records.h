@@ -19,9 +19,10 @@ struct WantedKey {
 // Throws VolumeError: 5 a property that must be there is not, 24, 87 no property of the database, 183.
 CEOID InsertRecord(Connection& connection, CEOID database, PropertyViews& properties, bool newColumns,
                    WantedKey* wanted);
-// `changes` sorted by identifier; false where there is no such record.
+// `changes` sorted by identifier; false where there is no such record. `known` are the record's bytes as they are now,
+// where the caller has them.
 bool UpdateRecord(Connection& connection, CEOID database, CEOID record, const PropertyViews& changes, bool newColumns,
-                  WantedKey* wanted);
+                  WantedKey* wanted, const std::string* known = nullptr);
 bool RemoveRecord(Connection& connection, CEOID database, CEOID record);
 // The record's bytes into `bytes`; false where there is no such record.
 bool ReadRecord(Connection& connection, const std::shared_ptr<const Database>& database, CEOID record,

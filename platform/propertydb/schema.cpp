@@ -18,7 +18,7 @@ namespace {
 // The first statements are pragmas that only take effect in an empty file. UTF-16 makes a record's text readable:
 // a view can cast the stored bytes.
 constexpr const char* kVolumeTables = R"(
-PRAGMA page_size = 4096;
+PRAGMA page_size = 2048;
 PRAGMA encoding = 'UTF-16le';
 PRAGMA journal_mode = WAL;
 BEGIN IMMEDIATE;

@@ -11,7 +11,7 @@ namespace kez::propertydb {
 
 namespace {
 
-constexpr std::uint32_t kPageSize = 4096;
+constexpr std::uint32_t kPageSize = 2048;
 
 // Whether nobody else has the file open: only then it can be taken out of write-ahead logging.
 void RefuseIfInUse(const std::filesystem::path& file) {
