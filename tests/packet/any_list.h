@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "packet/record_packet.h"
-#include "tests/packet/packet_text.h"
+#include "tests/packet/packet_values.h"
 #include "tests/packet/reference_fingerprint.h"
 
 namespace kez::tests {

@@ -1,4 +1,5 @@
 // Random lists of properties, from a fixed random start value, on either width.
+#include <gtest/gtest.h>
 #include <random>
 
 #include "tests/packet/any_list.h"

@@ -7,10 +7,9 @@
 #include <vector>
 
 #include "packet/record_packet.h"
+#include "tests/packet/packet_values.h"
 
 namespace kez::tests {
-
-using Bytes = std::vector<BYTE>;
 
 inline const char* const kSlack =
     "00000000000000000000000000000000000000000000000000 00000000000000000000000000000000000000000000000000"
@@ -59,32 +58,6 @@ inline Bytes BytesOf(CKezCEPacket& packet) {
 
 inline void ExpectPacket(CKezCEPacket& packet, const std::string& expected) {
     EXPECT_EQ(ToHexAs(BytesOf(packet), expected), WithoutBlanks(expected));
-}
-
-inline CEPROPVAL Property(CEPROPID propid, WORD flags = 0) {
-    CEPROPVAL property = {};
-    property.propid = propid;
-    property.wFlags = flags;
-    return property;
-}
-
-inline CEPROPVAL Number(CEPROPID propid, DWORD value) {
-    CEPROPVAL property = Property(propid);
-    property.val.ulVal = value;
-    return property;
-}
-
-// Text and bytes are not copied.
-inline CEPROPVAL Text(CEPROPID propid, const WCHAR* text) {
-    CEPROPVAL property = Property(propid);
-    property.val.lpwstr = const_cast<LPWSTR>(text);
-    return property;
-}
-
-inline CEPROPVAL Blob(CEPROPID propid, const Bytes& bytes) {
-    CEPROPVAL property = Property(propid);
-    property.val.blob = {static_cast<DWORD>(bytes.size()), const_cast<LPBYTE>(bytes.data())};
-    return property;
 }
 
 // Identifier, flags, length and value of each property that the packet hands out, one text each.

@@ -1,4 +1,5 @@
 // Any list of properties, as generated and shrunk by rapidcheck.
+#include <gtest/gtest.h>
 #include <rapidcheck.h>
 
 #include "tests/packet/any_list.h"
