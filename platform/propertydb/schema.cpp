@@ -220,8 +220,10 @@ void CreateKeyIndex(sqlite3* database, CEOID oid, int slot) {
 }
 
 void DropKeyColumn(sqlite3* database, CEOID oid, int slot) {
-    Execute(database, "DROP INDEX order_" + std::to_string(oid) + "_" + std::to_string(slot) + "; ALTER TABLE " +
-                          RecordTable(oid) + " DROP COLUMN " + KeyColumn(slot) + ";");
+    // A column cannot be dropped under a view of its table.
+    Execute(database, "DROP VIEW properties_" + std::to_string(oid) + "; DROP INDEX order_" + std::to_string(oid) +
+                          "_" + std::to_string(slot) + "; ALTER TABLE " + RecordTable(oid) + " DROP COLUMN " +
+                          KeyColumn(slot) + ";" + PropertyView(oid));
 }
 
 void CreateJournalTriggers(sqlite3* database, CEOID oid) {

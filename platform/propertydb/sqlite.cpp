@@ -29,6 +29,7 @@ bool NoSpace(int systemError) { return systemError == ENOSPC || systemError == E
 
 DWORD ErrorOf(sqlite3* database, int result) {
     const int primary = result & 0xFF;
+    if (result == SQLITE_IOERR_WRITE) return ERROR_DISK_FULL;  // a quota or a limit of the file's size
     if (primary == SQLITE_IOERR) {
         return database && NoSpace(sqlite3_system_errno(database)) ? ERROR_DISK_FULL : ERROR_INTERNAL_DB_CORRUPTION;
     }
