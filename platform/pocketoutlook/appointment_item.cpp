@@ -1,6 +1,8 @@
 // Appointments: defaults, the checks of Save, and the way from a series to its occurrences.
 #include "platform/pocketoutlook/appointment_item.h"
 
+#include <algorithm>
+
 #include "platform/pocketoutlook/item_classes.h"
 #include "platform/pocketoutlook/occurrence_item.h"
 #include "platform/pocketoutlook/options.h"
@@ -142,13 +144,17 @@ std::optional<Series> AppointmentItem::StoredSeries() const {
     return Series::Load(Store(), Oid());
 }
 
-std::vector<ExceptionEntry> AppointmentItem::Exceptions() const {
-    std::vector<ExceptionEntry> entries;
-    if (Oid() == 0 || IsDeleted() || !IsRecurring() || PatternWasCleared()) return entries;
-    for (const DetailRow& row : Store().Details(Detail::Exceptions, olAppointmentItem, Oid())) {
-        entries.push_back({row.key, IsDeletedException(row.values)});
+const std::vector<ExceptionEntry>& AppointmentItem::Exceptions() {
+    if (Oid() == 0 || IsDeleted() || !IsRecurring() || PatternWasCleared()) return AppointmentBase::Exceptions();
+    const std::uint64_t counter = Store().ChangeCounter(olAppointmentItem);
+    if (counter != m_exceptionsAt) {
+        m_exceptions.clear();
+        for (const DetailRow& row : Store().Details(Detail::Exceptions, olAppointmentItem, Oid())) {
+            m_exceptions.push_back({row.key, IsDeletedException(row.values)});
+        }
+        m_exceptionsAt = counter;
     }
-    return entries;
+    return m_exceptions;
 }
 
 HRESULT AppointmentItem::OpenDay(Day day, IAppointment** out) {
@@ -159,10 +165,10 @@ HRESULT AppointmentItem::OpenDay(Day day, IAppointment** out) {
 }
 
 HRESULT AppointmentItem::OpenException(WallTicks original, IAppointment** out) {
-    const auto series = StoredSeries();
-    const Day day = DayOfTicks(original);
-    if (!series || !series->ExceptionOn(day) || series->IsDeleted(day)) return E_FAIL;
-    return OpenDay(day, out);
+    const auto& entries = Exceptions();
+    const auto entry = std::ranges::lower_bound(entries, original, {}, &ExceptionEntry::original);
+    if (entry == entries.end() || entry->original != original || entry->deleted) return E_FAIL;
+    return OpenDay(DayOfTicks(original), out);
 }
 
 HRESULT AppointmentItem::GetOccurrence(DATE date, IAppointment** out) {

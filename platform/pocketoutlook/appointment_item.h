@@ -13,7 +13,7 @@ class AppointmentItem final : public AppointmentBase {
     explicit AppointmentItem(std::shared_ptr<Session> session) : AppointmentBase(std::move(session)) {}
 
     // --- Series ----------------------------------------------------------------------------------------------
-    std::vector<ExceptionEntry> Exceptions() const override;
+    const std::vector<ExceptionEntry>& Exceptions() override;
     HRESULT OpenException(WallTicks original, IAppointment** out) override;
     HRESULT GetOccurrence(DATE date, IAppointment** out) override;
     std::optional<DATE> NextOccurrence(DATE after) const override;
@@ -39,6 +39,9 @@ class AppointmentItem final : public AppointmentBase {
     // Exceptions of the series that this item is an unsaved copy of, and the shape that they belong to.
     std::vector<DetailRow> m_copiedExceptions;
     std::optional<SeriesShape> m_copiedShape;
+
+    std::vector<ExceptionEntry> m_exceptions;
+    std::optional<std::uint64_t> m_exceptionsAt;  // the change counter for which they are good
 };
 
 }  // namespace kez::pocketoutlook

@@ -7,7 +7,7 @@ namespace kez::pocketoutlook {
 
 HRESULT ExceptionList::Item(INT index, IException** out) {
     return Guard("IExceptions::Item", &m_item->GetSession(), out, [&]() -> HRESULT {
-        const auto entries = m_item->Exceptions();
+        const auto& entries = m_item->Exceptions();
         if (index < 1 || static_cast<std::size_t>(index) > entries.size()) return E_INVALIDARG;
         *out = new ExceptionItem(m_item, entries[static_cast<std::size_t>(index) - 1].original);
         return S_OK;
@@ -44,9 +44,9 @@ HRESULT ExceptionItem::get_OriginalDate(DATE* out) {
 
 HRESULT ExceptionItem::get_Deleted(VARIANT_BOOL* out) {
     return Guard("IException::get_Deleted", &m_item->GetSession(), out, [&]() -> HRESULT {
-        const auto entries = m_item->Exceptions();
-        const auto entry = std::ranges::find(entries, m_original, &ExceptionEntry::original);
-        if (entry == entries.end()) return E_FAIL;
+        const auto& entries = m_item->Exceptions();
+        const auto entry = std::ranges::lower_bound(entries, m_original, {}, &ExceptionEntry::original);
+        if (entry == entries.end() || entry->original != m_original) return E_FAIL;
         *out = entry->deleted ? VARIANT_TRUE : VARIANT_FALSE;
         return S_OK;
     });

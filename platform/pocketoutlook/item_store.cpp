@@ -142,6 +142,12 @@ std::vector<DetailRow> ItemStore::Details(Detail kind, OlItemType type, CEOID ow
     return rows;
 }
 
+std::optional<PropertyBag> ItemStore::ReadDetail(Detail kind, OlItemType type, CEOID owner, std::int64_t key) const {
+    auto attachment = m_volume->ReadAttachment(Database(type), owner, Kind(kind), key);
+    if (!attachment) return std::nullopt;
+    return PropertyBag(std::move(attachment->properties));
+}
+
 CEPROPID ItemStore::FindName(const std::u16string& name) {
     const CEOID names = m_volume->FindDatabase(kNames);
     if (names == 0) return PIMPR_INVALID_ID;

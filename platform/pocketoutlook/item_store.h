@@ -78,6 +78,7 @@ class ItemStore {
     propertydb::Bytes ReadStream(OlItemType type, CEOID oid, CEPROPID id) const;  // empty where there is none
     bool HasStream(OlItemType type, CEOID oid, CEPROPID id) const;
     std::vector<DetailRow> Details(Detail kind, OlItemType type, CEOID owner) const;  // ascending by key
+    std::optional<PropertyBag> ReadDetail(Detail kind, OlItemType type, CEOID owner, std::int64_t key) const;
 
     // --- Named properties ---
     // The identifier that goes with a name, or PIMPR_INVALID_ID.

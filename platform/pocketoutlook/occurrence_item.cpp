@@ -4,13 +4,13 @@
 namespace kez::pocketoutlook {
 
 std::optional<PropertyBag> OccurrenceItem::ReadRecord(CEOID oid) const {
-    const auto series = Series::Load(Store(), oid);
+    const auto series = Series::LoadDay(Store(), oid, m_day);
     if (!series || !series->HasDay(m_day) || series->IsDeleted(m_day)) return std::nullopt;
     return series->Occurrence(m_day);
 }
 
 std::vector<RecipientData> OccurrenceItem::StoredRecipients() {
-    const auto series = Series::Load(Store(), Oid());
+    const auto series = Series::LoadDay(Store(), Oid(), m_day);
     if (series) {
         if (auto own = series->RecipientsOn(m_day)) return std::move(*own);
     }
@@ -66,7 +66,7 @@ HRESULT OccurrenceItem::WriteException() {
 HRESULT OccurrenceItem::DeleteItem() {
     if (m_gone) return E_FAIL;
     ItemStore::Transaction transaction(Store());
-    const auto series = Series::Load(Store(), Oid());
+    const auto series = Series::LoadDay(Store(), Oid(), m_day);
     if (!series || !series->HasDay(m_day) || series->IsDeleted(m_day)) return E_FAIL;
     transaction.PutDetail(Detail::Exceptions, olAppointmentItem, Oid(), series->OriginalStart(m_day),
                           DeletedException());

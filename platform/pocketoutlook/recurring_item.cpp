@@ -93,6 +93,11 @@ HRESULT RecurringItem::PutPatternMinutes(LONG minutes) {
     return S_OK;
 }
 
+const std::vector<ExceptionEntry>& RecurringItem::Exceptions() {
+    static const std::vector<ExceptionEntry> none;
+    return none;
+}
+
 HRESULT RecurringItem::OpenException(WallTicks, IAppointment**) { return E_FAIL; }
 
 HRESULT RecurringItem::GetOccurrence(DATE, IAppointment**) { return E_FAIL; }

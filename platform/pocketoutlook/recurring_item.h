@@ -50,8 +50,8 @@ class RecurringItem : public ItemBase {
     void PutPatternTime(std::optional<WallTicks> PatternTimes::*time, DATE date);
     HRESULT PutPatternMinutes(LONG minutes);
 
-    // The exceptions of the stored series, ascending by original start.
-    virtual std::vector<ExceptionEntry> Exceptions() const { return {}; }
+    // The exceptions of the stored series, ascending by original start. Good until the next call.
+    virtual const std::vector<ExceptionEntry>& Exceptions();
     virtual HRESULT OpenException(WallTicks original, IAppointment** out);
     // E_FAIL on an unsaved series, E_INVALIDARG for a day without an occurrence; the time of day is not looked at.
     virtual HRESULT GetOccurrence(DATE date, IAppointment** out);

@@ -67,6 +67,17 @@ std::optional<Series> Series::Load(const ItemStore& store, CEOID oid) {
     return Series(std::move(*values), store.Details(Detail::Exceptions, olAppointmentItem, oid));
 }
 
+std::optional<Series> Series::LoadDay(const ItemStore& store, CEOID oid, Day day) {
+    auto values = store.Read(olAppointmentItem, oid);
+    if (!values || !values->Flag(PIMPR_IS_RECURRING)) return std::nullopt;
+    Series series(std::move(*values), {});
+    const WallTicks key = series.OriginalStart(day);
+    if (auto row = store.ReadDetail(Detail::Exceptions, olAppointmentItem, oid, key)) {
+        series.m_exceptions.push_back({key, std::move(*row)});
+    }
+    return series;
+}
+
 Series::Series(PropertyBag values, std::vector<DetailRow> exceptions)
     : m_values(std::move(values)),
       m_exceptions(std::move(exceptions)),

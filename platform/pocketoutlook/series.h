@@ -35,6 +35,8 @@ class Series {
  public:
     // Nothing where there is no such item or where it is single.
     static std::optional<Series> Load(const ItemStore& store, CEOID oid);
+    // The same with no other exception than that of one day: for what concerns this day alone, however many there are.
+    static std::optional<Series> LoadDay(const ItemStore& store, CEOID oid, Day day);
 
     const PropertyBag& Values() const { return m_values; }
     const std::vector<DetailRow>& Exceptions() const { return m_exceptions; }
