@@ -4,9 +4,23 @@
 
 #include <windows.h>
 
+// The log file's handle, invalid (all bits set) from the start of the process on.
+class LogHandle {
+ public:
+    constexpr LogHandle() = default;
+    LogHandle& operator=(HANDLE handle) {
+        m_bits = reinterpret_cast<std::intptr_t>(handle);
+        return *this;
+    }
+    operator HANDLE() const { return reinterpret_cast<HANDLE>(m_bits); }
+
+ private:
+    std::intptr_t m_bits = -1;
+};
+
 struct TraceState {
     LONG level = 0;  // messages above it are dropped; 0 is off
-    HANDLE file = INVALID_HANDLE_VALUE;
+    LogHandle file;
     bool closed = false;      // once set, nothing more is written
     bool openedOnce = false;  // the banner has been written
     bool lineMode = true;     // prefix, indentation and line end around each message
@@ -17,6 +31,9 @@ struct TraceState {
     char timeText[25] = {};
     const WCHAR* directory = TEXT("");  // put before the names of the log, the last log and the level file
 };
+
+// Static objects of other files trace while they are made: the state must stand before any constructor has run.
+static_assert((TraceState{}, true), "the state is initialised by the compiler");
 
 extern TraceState g_trace;
 
