@@ -2,6 +2,7 @@
 #include <thread>
 
 #include "tests/provider/provider_fixture.h"
+#include "tests/support/meant_leak.h"
 
 namespace kez::tests {
 namespace {
@@ -361,8 +362,11 @@ TEST_F(ObjectHandler, ResetFreesThePacketOfItsSideAndAsksTheDatabaseFirst) {
 
 TEST_F(ObjectHandler, ASetupOverAHeldPacketDoesNotFreeIt) {
     REPLSETUP setup = ReadSetup(11);
-    handler->Setup(&setup);
-    handler->GetPacket(&packet, &size, 8192);
+    {
+        MeantLeak overwritten;
+        handler->Setup(&setup);
+        handler->GetPacket(&packet, &size, 8192);
+    }
     const LPBYTE held = packet;
     const DWORD heldSize = size;
     const std::int64_t before = control::Live().localBlocks;
