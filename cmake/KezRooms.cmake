@@ -7,7 +7,8 @@ target_compile_options(kez_options INTERFACE -Wall -Wextra -Wpedantic -Wshadow -
 target_compile_options(kez_options INTERFACE $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict;-Wno-maybe-uninitialized>)
 if(KEZ_SANITIZE)
   target_compile_options(kez_options INTERFACE -fsanitize=${KEZ_SANITIZE} -fno-sanitize-recover=all
-                         -fno-omit-frame-pointer)
+                         -fno-omit-frame-pointer
+                         -Wno-maybe-uninitialized)  # GCC sees some where the sanitizers' own code confuses it
   target_link_options(kez_options INTERFACE -fsanitize=${KEZ_SANITIZE})
 endif()
 if(KEZ_FUZZ)
