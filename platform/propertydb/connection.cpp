@@ -257,6 +257,12 @@ void Connection::Tell(UINT kind, CEOID oid, CEOID parent) {
 }
 
 DatabaseState Connection::State(CEOID database) {
+    // Callers ask before every look at a list: while the stamp stands, what was read with it is good.
+    const Stamp stamp = CurrentStamp();
+    const bool alone = m_depth == 0;
+    if (const auto known = m_states.find(database); alone && known != m_states.end() && known->second.first == stamp) {
+        return known->second.second;
+    }
     Query query(Fixed("SELECT records, bytes, changes, modified FROM state WHERE database = ?1"));
     query.Bind(1, database);
     if (!query.Step()) throw VolumeError(ERROR_NOT_FOUND, "there is no database " + std::to_string(database));
@@ -271,6 +277,7 @@ DatabaseState Connection::State(CEOID database) {
     }
     state.records = static_cast<std::uint32_t>(base.records);
     state.bytes = static_cast<std::uint64_t>(base.bytes);
+    if (alone) m_states[database] = {stamp, state};
     return state;
 }
 

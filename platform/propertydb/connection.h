@@ -151,6 +151,7 @@ class Connection {
     Databases m_databases;
     std::int64_t m_definitionNumber = -1;
     Stamp m_definitionStamp;
+    std::map<CEOID, std::pair<Stamp, DatabaseState>> m_states;  // as last read outside a transaction
     std::unordered_map<CEOID, DatabaseStatements> m_statements;
     std::unordered_map<const char*, Statement> m_fixed;
     std::unordered_map<std::string, Statement> m_named;
