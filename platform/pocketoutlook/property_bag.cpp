@@ -48,18 +48,32 @@ WallTicks TicksFromFileTime(const FILETIME& time) {
     return static_cast<WallTicks>((static_cast<std::uint64_t>(time.dwHighDateTime) << 32) | time.dwLowDateTime);
 }
 
-const Value* PropertyBag::Find(CEPROPID id) const { return m_set.Find(id); }
+const propertydb::PropertySet& PropertyBag::Set() const {
+    static const propertydb::PropertySet none;
+    return m_set ? *m_set : none;
+}
+
+propertydb::PropertySet& PropertyBag::Own() {
+    if (!m_set || m_set.use_count() > 1) m_set = std::make_shared<propertydb::PropertySet>(Set());
+    return *m_set;
+}
+
+const Value* PropertyBag::Find(CEPROPID id) const { return Set().Find(id); }
+
+void PropertyBag::Remove(CEPROPID id) {
+    if (Has(id)) Own().Erase(id);
+}
 
 void PropertyBag::Set(CEPROPID id, Value value) {
     if (MeansAbsent(id, value)) {
-        m_set.Erase(id);
+        Remove(id);
     } else {
-        m_set.Set(id, std::move(value));
+        Own().Set(id, std::move(value));
     }
 }
 
 std::u16string_view PropertyBag::Text(CEPROPID id) const {
-    const Value* value = m_set.Find(id);
+    const Value* value = Set().Find(id);
     const auto* text = value ? std::get_if<std::u16string>(value) : nullptr;
     return text ? std::u16string_view(*text) : std::u16string_view();
 }
@@ -72,18 +86,19 @@ DATE PropertyBag::Date(CEPROPID id) const {
 void PropertyBag::SetNumber(CEPROPID id, LONG number) {
     switch (TypeFromPropID(id)) {
         case CEVT_I2:
-            return m_set.SetNumber(id, static_cast<SHORT>(number));
+            return Own().SetNumber(id, static_cast<SHORT>(number));
         case CEVT_UI2:
-            return m_set.SetNumber(id, static_cast<USHORT>(number));
+            return Own().SetNumber(id, static_cast<USHORT>(number));
         case CEVT_UI4:
-            return m_set.SetNumber(id, static_cast<ULONG>(number));
+            return Own().SetNumber(id, static_cast<ULONG>(number));
         default:
-            return m_set.SetNumber(id, number);
+            return Own().SetNumber(id, number);
     }
 }
 
 propertydb::PropertySet Difference(const PropertyBag& from, const PropertyBag& to) {
     propertydb::PropertySet changes;
+    if (&from.Set() == &to.Set()) return changes;
     auto old = from.begin();
     auto now = to.begin();
     while (old != from.end() || now != to.end()) {

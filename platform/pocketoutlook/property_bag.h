@@ -1,11 +1,12 @@
 // The values of one item by property identifier, on top of a record's property set: a property is there or it is
 // absent; an empty text, an empty blob and "no date" are absent. Dates are kept as wall clock ticks, the way records
-// hold them, and handed out as DATE.
+// hold them, and handed out as DATE. Copies share their values until one of them changes.
 #pragma once
 
 #include <pimstore.h>
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -31,23 +32,24 @@ WallTicks TicksFromFileTime(const FILETIME& time);
 class PropertyBag {
  public:
     PropertyBag() = default;
-    explicit PropertyBag(propertydb::PropertySet set) : m_set(std::move(set)) {}
-    const propertydb::PropertySet& Set() const { return m_set; }
+    explicit PropertyBag(propertydb::PropertySet set)
+        : m_set(std::make_shared<propertydb::PropertySet>(std::move(set))) {}
+    const propertydb::PropertySet& Set() const;
 
     bool Has(CEPROPID id) const { return Find(id) != nullptr; }
     const Value* Find(CEPROPID id) const;  // null where absent; valid until the bag changes
     // Keeps `value` under `id`; an empty text or blob and kNoDate remove the property. The alternative must fit the
     // type half of `id`.
     void Set(CEPROPID id, Value value);
-    void Remove(CEPROPID id) { m_set.Erase(id); }
+    void Remove(CEPROPID id);
 
     // The value, or what stands for absence: empty text, 0, false, DATE_NONE, no bytes.
     std::u16string_view Text(CEPROPID id) const;
-    LONG Number(CEPROPID id) const { return static_cast<LONG>(m_set.Number(id)); }
-    bool Flag(CEPROPID id) const { return m_set.Number(id) != 0; }
+    LONG Number(CEPROPID id) const { return static_cast<LONG>(Set().Number(id)); }
+    bool Flag(CEPROPID id) const { return Set().Number(id) != 0; }
     DATE Date(CEPROPID id) const;
-    WallTicks Ticks(CEPROPID id) const { return m_set.Number(id, kNoDate); }
-    propertydb::Bytes Bytes(CEPROPID id) const { return m_set.Blob(id); }
+    WallTicks Ticks(CEPROPID id) const { return Set().Number(id, kNoDate); }
+    propertydb::Bytes Bytes(CEPROPID id) const { return Set().Blob(id); }
 
     void SetText(CEPROPID id, std::u16string_view text) { Set(id, std::u16string(text)); }
     void SetNumber(CEPROPID id, LONG number);  // as the integer type that `id` names
@@ -57,12 +59,14 @@ class PropertyBag {
     void SetBytes(CEPROPID id, propertydb::Bytes bytes) { Set(id, Value(std::move(bytes))); }
 
     // Entries ascending by identifier.
-    auto begin() const { return m_set.begin(); }
-    auto end() const { return m_set.end(); }
-    bool operator==(const PropertyBag&) const = default;
+    auto begin() const { return Set().begin(); }
+    auto end() const { return Set().end(); }
+    bool operator==(const PropertyBag& other) const { return m_set == other.m_set || Set() == other.Set(); }
 
  private:
-    propertydb::PropertySet m_set;
+    propertydb::PropertySet& Own();
+
+    std::shared_ptr<propertydb::PropertySet> m_set;  // null: no values
 };
 
 // What turns `from` into `to`, as a record update takes it: entries without a value remove the property.
