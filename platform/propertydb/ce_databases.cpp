@@ -36,12 +36,12 @@ bool IsAutomatic(const Column& column) {
     return TypeFromPropID(column.id) == CEVT_AUTO_I4 || TypeFromPropID(column.id) == CEVT_AUTO_I8;
 }
 
-Column ColumnOf(const CEPROPSPEC& spec) {
-    Require(spec.wVersion == 1);
-    Require(FixedSize(TypeFromPropID(spec.propid)) >= 0 || TypeFromPropID(spec.propid) == CEVT_STREAM);
-    Column column{spec.propid, spec.dwFlags & (DB_PROP_NOTNULL | DB_PROP_COMPRESSED), {}};
-    if (spec.pwszPropName) {
-        column.name = spec.pwszPropName;
+Column ColumnOf(const CEPROPSPEC& property) {
+    Require(property.wVersion == 1);
+    Require(FixedSize(TypeFromPropID(property.propid)) >= 0 || TypeFromPropID(property.propid) == CEVT_STREAM);
+    Column column{property.propid, property.dwFlags & (DB_PROP_NOTNULL | DB_PROP_COMPRESSED), {}};
+    if (property.pwszPropName) {
+        column.name = property.pwszPropName;
         Require(column.name.size() <= CEDB_MAXDBASENAMELEN, ERROR_BAD_LENGTH);
     }
     return column;
@@ -242,16 +242,16 @@ BOOL CeGetDatabaseProps(CEGUID* volume, CEOID oid, WORD* count, CEPROPSPEC* spec
         Require(specs == nullptr || room >= *count, ERROR_INSUFFICIENT_BUFFER);
         for (std::size_t i = 0; specs && i < database->columns.size(); ++i) {
             const Column& column = database->columns[i];
-            CEPROPSPEC& spec = specs[i];
-            spec.wVersion = 1;
-            spec.propid = column.id;
-            spec.dwFlags = column.flags;
-            if (!spec.pwszPropName) {
-                spec.cchPropName = static_cast<DWORD>(column.name.size() + 1);
+            CEPROPSPEC& property = specs[i];
+            property.wVersion = 1;
+            property.propid = column.id;
+            property.dwFlags = column.flags;
+            if (!property.pwszPropName) {
+                property.cchPropName = static_cast<DWORD>(column.name.size() + 1);
                 continue;
             }
-            Require(column.name.size() < spec.cchPropName, ERROR_INSUFFICIENT_BUFFER);
-            std::copy_n(column.name.c_str(), column.name.size() + 1, spec.pwszPropName);
+            Require(column.name.size() < property.cchPropName, ERROR_INSUFFICIENT_BUFFER);
+            std::copy_n(column.name.c_str(), column.name.size() + 1, property.pwszPropName);
         }
         return TRUE;
     });

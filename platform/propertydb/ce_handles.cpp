@@ -133,7 +133,7 @@ void Describe(Connection& connection, const Database& database, CEDBASEINFOEX& i
     info.dwNumRecords = state.records;
     info.dwSize = static_cast<DWORD>(std::min<std::uint64_t>(state.bytes, 0xFFFFFFFF));
     info.ftLastModified = {static_cast<DWORD>(state.modified), static_cast<DWORD>(state.modified >> 32)};
-    for (std::size_t i = 0; i < database.orders.size(); ++i) info.rgSortSpecs[i] = database.orders[i].spec;
+    for (std::size_t i = 0; i < database.orders.size(); ++i) info.rgSortSpecs[i] = database.orders[i].sort;
 }
 
 std::vector<SORTORDERSPECEX> SortOrdersOf(const CEDBASEINFOEX& info) {

@@ -18,35 +18,35 @@ constexpr DWORD kValueSeeks = CEDB_SEEK_VALUESMALLER | CEDB_SEEK_VALUEFIRSTEQUAL
 const SORTORDERSPECEX& ActiveOrder(DatabaseHandle& handle, const Database& database) {
     const int order = handle.Position().SortOrder();
     Require(order >= 0 && order < static_cast<int>(database.orders.size()));
-    return database.orders[static_cast<std::size_t>(order)].spec;
+    return database.orders[static_cast<std::size_t>(order)].sort;
 }
 
-bool SeekBeginning(DatabaseHandle& handle, const SORTORDERSPECEX& spec, std::span<const PropertyView> values) {
+bool SeekBeginning(DatabaseHandle& handle, const SORTORDERSPECEX& sort, std::span<const PropertyView> values) {
     const std::size_t last = values.size() - 1;
-    if (last < spec.wNumProps && !(spec.rgdwFlags[last] & CEDB_SORT_CASEINSENSITIVE)) {
-        (void)KeyPrefix(spec, values, true);  // checks the values
-        std::string key = last ? KeyPrefix(spec, values.first(last), false) : std::string();
+    if (last < sort.wNumProps && !(sort.rgdwFlags[last] & CEDB_SORT_CASEINSENSITIVE)) {
+        (void)KeyPrefix(sort, values, true);  // checks the values
+        std::string key = last ? KeyPrefix(sort, values.first(last), false) : std::string();
         key.push_back('\2');  // the text is there
         std::u16string text(values[last].size / 2, u'\0');
         std::memcpy(text.data(), values[last].Data(), values[last].size);
         std::u16string folded;
         AppendFolded(text.data(), text.size(), CEDB_SORT_CASEINSENSITIVE, folded);
-        return handle.Position().ToFirstBeginning(key, folded, (spec.rgdwFlags[last] & CEDB_SORT_DESCENDING) != 0);
+        return handle.Position().ToFirstBeginning(key, folded, (sort.rgdwFlags[last] & CEDB_SORT_DESCENDING) != 0);
     }
-    return handle.Position().ToFirstEqual(KeyPrefix(spec, values, true));
+    return handle.Position().ToFirstEqual(KeyPrefix(sort, values, true));
 }
 
 bool SeekValue(DatabaseHandle& handle, DWORD type, DWORD_PTR value, WORD count) {
     const bool beginning = (type & CEDB_SEEK_PREFIX) != 0;
     const auto database = handle.OwnConnection().NeedDatabase(handle.DatabaseOid());
-    const SORTORDERSPECEX& spec = ActiveOrder(handle, *database);
+    const SORTORDERSPECEX& sort = ActiveOrder(handle, *database);
     const auto* elements = reinterpret_cast<const CEPROPVAL*>(value);
     Require(elements && count);
     PropertyViews values;
     for (WORD i = 0; i < count; ++i) values.push_back(ViewOf(elements[i]));
     Cursor& position = handle.Position();
-    if (beginning && (type & CEDB_SEEK_VALUEFIRSTEQUAL)) return SeekBeginning(handle, spec, values);
-    const std::string prefix = KeyPrefix(spec, values, beginning);
+    if (beginning && (type & CEDB_SEEK_VALUEFIRSTEQUAL)) return SeekBeginning(handle, sort, values);
+    const std::string prefix = KeyPrefix(sort, values, beginning);
     switch (type & kValueSeeks) {
         case CEDB_SEEK_VALUEFIRSTEQUAL:
             return position.ToFirstEqual(prefix);

@@ -343,15 +343,15 @@ void Connection::LoadDefinitions() {
         }
     }
     {
-        Query query(Fixed("SELECT database, slot, spec FROM sort_order ORDER BY database, position"));
+        Query query(Fixed("SELECT database, slot, sort FROM sort_order ORDER BY database, position"));
         while (query.Step()) {
             const auto owner = loaded.find(static_cast<CEOID>(query.Number(0)));
-            const std::string_view spec = query.Blob(2);
-            if (owner == loaded.end() || spec.size() != sizeof(SORTORDERSPECEX)) continue;
+            const std::string_view sort = query.Blob(2);
+            if (owner == loaded.end() || sort.size() != sizeof(SORTORDERSPECEX)) continue;
             Order& order = owner->second->orders.emplace_back();
             order.slot = static_cast<int>(query.Number(1));
-            std::memcpy(&order.spec, spec.data(), sizeof order.spec);
-            order.spec.wNumProps = std::min(order.spec.wNumProps, CEDB_MAXSORTPROP);
+            std::memcpy(&order.sort, sort.data(), sizeof order.sort);
+            order.sort.wNumProps = std::min(order.sort.wNumProps, CEDB_MAXSORTPROP);
         }
     }
     {

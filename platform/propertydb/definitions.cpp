@@ -17,12 +17,12 @@ const Column* Database::FindColumn(CEPROPID id) const {
     return nullptr;
 }
 
-int Database::FindOrder(const SORTORDERSPECEX& spec) const {
+int Database::FindOrder(const SORTORDERSPECEX& sort) const {
     for (std::size_t i = 0; i < orders.size(); ++i) {
-        const SORTORDERSPECEX& own = orders[i].spec;
-        if (own.wNumProps != spec.wNumProps || own.wKeyFlags != spec.wKeyFlags) continue;
-        if (std::equal(own.rgPropID, own.rgPropID + own.wNumProps, spec.rgPropID) &&
-            std::equal(own.rgdwFlags, own.rgdwFlags + own.wNumProps, spec.rgdwFlags)) {
+        const SORTORDERSPECEX& own = orders[i].sort;
+        if (own.wNumProps != sort.wNumProps || own.wKeyFlags != sort.wKeyFlags) continue;
+        if (std::equal(own.rgPropID, own.rgPropID + own.wNumProps, sort.rgPropID) &&
+            std::equal(own.rgdwFlags, own.rgdwFlags + own.wNumProps, sort.rgdwFlags)) {
             return static_cast<int>(i);
         }
     }
@@ -31,8 +31,8 @@ int Database::FindOrder(const SORTORDERSPECEX& spec) const {
 
 bool Database::InSortOrder(CEPROPID id) const {
     return std::ranges::any_of(orders, [id](const Order& order) {
-        return std::find(order.spec.rgPropID, order.spec.rgPropID + order.spec.wNumProps, id) !=
-               order.spec.rgPropID + order.spec.wNumProps;
+        return std::find(order.sort.rgPropID, order.sort.rgPropID + order.sort.wNumProps, id) !=
+               order.sort.rgPropID + order.sort.wNumProps;
     });
 }
 

@@ -25,7 +25,7 @@ enum class Schema {
 };
 
 struct Order {
-    SORTORDERSPECEX spec;  // as it was given
+    SORTORDERSPECEX sort;  // as it was given
     int slot;              // its keys are in column key<slot>; a slot is never used for a second order
 };
 
@@ -40,8 +40,8 @@ struct Database {
     bool journal = false;
 
     const Column* FindColumn(CEPROPID id) const;
-    // The order that equals `spec` in properties and flags; -1 where there is none.
-    int FindOrder(const SORTORDERSPECEX& spec) const;
+    // The order that equals `sort` in properties and flags; -1 where there is none.
+    int FindOrder(const SORTORDERSPECEX& sort) const;
     bool InSortOrder(CEPROPID id) const;
 };
 

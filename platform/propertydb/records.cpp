@@ -62,8 +62,8 @@ void CheckPresence(const Database& database, const PropertyViews& properties) {
         if ((column.flags & DB_PROP_NOTNULL) && !IsAutomatic(column.id)) need(column.id);
     }
     for (const Order& order : database.orders) {
-        if (!(order.spec.wKeyFlags & CEDB_SORT_NONNULL)) continue;
-        for (WORD i = 0; i < order.spec.wNumProps; ++i) need(order.spec.rgPropID[i]);
+        if (!(order.sort.wKeyFlags & CEDB_SORT_NONNULL)) continue;
+        for (WORD i = 0; i < order.sort.wNumProps; ++i) need(order.sort.rgPropID[i]);
     }
 }
 
@@ -89,7 +89,7 @@ void BindKeys(Query& query, const Database& database, const PropertyViews& prope
     std::vector<std::string>& keys = TheScratch().keys;
     if (keys.size() < database.orders.size()) keys.resize(database.orders.size());
     for (std::size_t i = 0; i < database.orders.size(); ++i) {
-        MakeSortKey(database.orders[i].spec, properties, oid, keys[i]);
+        MakeSortKey(database.orders[i].sort, properties, oid, keys[i]);
         query.Bind(static_cast<int>(i) + 3, keys[i]);
         if (wanted && wanted->order == static_cast<int>(i)) wanted->key = keys[i];
     }
@@ -142,7 +142,7 @@ bool UpdateRecord(Connection& connection, CEOID oid, CEOID record, const Propert
     } else {
         Query(statements.update).Bind(1, record).Bind(2, scratch.bytes).Run();
         if (wanted && wanted->order >= 0) {
-            MakeSortKey(database->orders[static_cast<std::size_t>(wanted->order)].spec, scratch.merged, record,
+            MakeSortKey(database->orders[static_cast<std::size_t>(wanted->order)].sort, scratch.merged, record,
                         wanted->key);
         }
     }
@@ -216,7 +216,7 @@ CEOID CreateDatabase(Connection& connection, const Database& definition) {
     CreateRecordTable(connection.Handle(), oid);
     connection.DefinitionsChanged();
     std::vector<SORTORDERSPECEX> orders;
-    for (const Order& order : definition.orders) orders.push_back(order.spec);
+    for (const Order& order : definition.orders) orders.push_back(order.sort);
     ReplaceSortOrders(connection, oid, orders);
     ReplaceColumns(connection, oid, definition.columns, definition.schema);
     connection.Tell(DB_CEOID_CREATED, oid, 0);
@@ -245,7 +245,7 @@ void ReplaceSortOrders(Connection& connection, CEOID oid, const std::vector<SORT
     Query(connection.Fixed("DELETE FROM sort_order WHERE database = ?1")).Bind(1, oid).Run();
     const int firstSlot = slot;
     for (std::size_t i = 0; i < orders.size(); ++i, ++slot) {
-        Query(connection.Fixed("INSERT INTO sort_order (database, position, slot, spec) VALUES (?1, ?2, ?3, ?4)"))
+        Query(connection.Fixed("INSERT INTO sort_order (database, position, slot, sort) VALUES (?1, ?2, ?3, ?4)"))
             .Bind(1, oid)
             .Bind(2, static_cast<std::int64_t>(i))
             .Bind(3, slot)
@@ -283,7 +283,7 @@ void ReplaceColumns(Connection& connection, CEOID oid, const std::vector<Column>
     };
     if (schema != Schema::Open) {
         for (const Order& order : database->orders) {
-            for (WORD i = 0; i < order.spec.wNumProps; ++i) add(order.spec.rgPropID[i]);
+            for (WORD i = 0; i < order.sort.wNumProps; ++i) add(order.sort.rgPropID[i]);
         }
     }
     Query(connection.Fixed("DELETE FROM property WHERE database = ?1")).Bind(1, oid).Run();

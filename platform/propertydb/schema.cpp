@@ -42,7 +42,7 @@ CREATE TABLE sort_order (
     database INTEGER NOT NULL,
     position INTEGER NOT NULL,
     slot     INTEGER NOT NULL,
-    spec     BLOB NOT NULL,
+    sort     BLOB NOT NULL,
     PRIMARY KEY (database, position)
 ) WITHOUT ROWID;
 CREATE TABLE property (
@@ -125,20 +125,19 @@ std::string NumberAt(const std::string& position, int bytes) {
 
 // One row a property, its value in readable form.
 std::string PropertyView(CEOID oid) {
-    const std::string fixed =
-        "CASE type WHEN 2 THEN 2 WHEN 18 THEN 2 WHEN 5 THEN 8 WHEN 64 THEN 8 WHEN 103 THEN 8 "
-        "WHEN 31 THEN 0 WHEN 65 THEN 0 ELSE 4 END";
+    const std::string size = "CASE " + NumberAt("at", 2) +
+                             " WHEN 2 THEN 2 WHEN 18 THEN 2 WHEN 5 THEN 8 WHEN 64 THEN 8 "
+                             "WHEN 103 THEN 8 WHEN 31 THEN 4 + " +
+                             NumberAt("at + 4", 4) + " WHEN 65 THEN 4 + " + NumberAt("at + 4", 4) + " ELSE 4 END";
     return "CREATE VIEW properties_" + std::to_string(oid) +
            " AS WITH RECURSIVE\n"
-           "entry(oid, props, at, id, type) AS (\n"
-           "  SELECT oid, props, 1, " +
-           NumberAt("1", 4) + ", " + NumberAt("1", 2) + " FROM " + RecordTable(oid) +
-           " WHERE length(props) > 0\n"
-           "  UNION ALL SELECT oid, props, next, " +
-           NumberAt("next", 4) + ", " + NumberAt("next", 2) +
-           " FROM (SELECT oid, props, at + 4 + CASE WHEN type IN (31, 65) THEN 4 + " + NumberAt("at + 4", 4) +
-           " ELSE " + fixed +
-           " END AS next FROM entry) WHERE next <= length(props))\n"
+           "entry(oid, props, at) AS (\n"
+           "  SELECT oid, props, 1 FROM " +
+           RecordTable(oid) +
+           "\n"
+           "  UNION ALL SELECT oid, props, at + 4 + " +
+           size +
+           " FROM entry WHERE at <= length(props))\n"
            "SELECT oid, printf('%08X', id) AS property, CASE type\n"
            "  WHEN 2 THEN (" +
            NumberAt("at + 4", 2) +
@@ -166,7 +165,12 @@ std::string PropertyView(CEOID oid) {
            NumberAt("at + 4", 8) +
            "\n"
            "  ELSE " +
-           NumberAt("at + 4", 4) + " END AS value FROM entry;";
+           NumberAt("at + 4", 4) +
+           " END AS value\n"
+           "FROM (SELECT oid, props, at, " +
+           NumberAt("at", 4) + " AS id, " + NumberAt("at", 2) +
+           " AS type FROM entry"
+           " WHERE at <= length(props)) ORDER BY oid, at;";
 }
 
 }  // namespace

@@ -17,14 +17,14 @@ SORTORDERSPECEX SpecOf(const SortOrder& order) {
     if (order.properties.empty() || order.properties.size() > CEDB_MAXSORTPROP) {
         throw VolumeError(ERROR_INVALID_PARAMETER, "a sort order has 1 to 16 properties");
     }
-    SORTORDERSPECEX spec{};
-    spec.wVersion = 2;
-    spec.wKeyFlags = order.keyFlags;
+    SORTORDERSPECEX sort{};
+    sort.wVersion = 2;
+    sort.wKeyFlags = order.keyFlags;
     for (const SortProperty& property : order.properties) {
-        spec.rgPropID[spec.wNumProps] = property.id;
-        spec.rgdwFlags[spec.wNumProps++] = property.flags;
+        sort.rgPropID[sort.wNumProps] = property.id;
+        sort.rgdwFlags[sort.wNumProps++] = property.flags;
     }
-    return spec;
+    return sort;
 }
 
 Database DatabaseOf(const DatabaseDefinition& definition) {
@@ -119,9 +119,9 @@ DatabaseDefinition Volume::Definition(CEOID database) {
     definition.type = known->type;
     for (const Order& order : known->orders) {
         SortOrder& added = definition.sortOrders.emplace_back();
-        added.keyFlags = order.spec.wKeyFlags;
-        for (WORD i = 0; i < order.spec.wNumProps; ++i) {
-            added.properties.push_back({order.spec.rgPropID[i], order.spec.rgdwFlags[i]});
+        added.keyFlags = order.sort.wKeyFlags;
+        for (WORD i = 0; i < order.sort.wNumProps; ++i) {
+            added.properties.push_back({order.sort.rgPropID[i], order.sort.rgdwFlags[i]});
         }
     }
     for (const Column& column : known->columns) definition.properties.push_back(column.id);
@@ -212,7 +212,7 @@ CEOID Volume::FindEqual(CEOID database, int sortOrder, const std::vector<Propert
     if (CheckedOrder(*known, sortOrder) < 0) {
         throw VolumeError(ERROR_INVALID_PARAMETER, "values are sought in a sort order");
     }
-    const std::string prefix = KeyPrefix(known->orders[static_cast<std::size_t>(sortOrder)].spec, views, false);
+    const std::string prefix = KeyPrefix(known->orders[static_cast<std::size_t>(sortOrder)].sort, views, false);
     Query query(connection.Statements(known).orders.at(sortOrder).forward);
     query.Bind(1, prefix);
     return query.Step() && query.Blob(1).starts_with(prefix) ? static_cast<CEOID>(query.Number(0)) : 0;

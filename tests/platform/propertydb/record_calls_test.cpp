@@ -645,7 +645,7 @@ TEST_F(ReadCalls, EveryCallFailsAsPlannedAndWorksAgain) {
     BY_HANDLE_DB_INFORMATION byHandle{};
     byHandle.wVersion = 1;
     CEPROPVAL value = NumberValue(kNumber, 1);
-    CEPROPSPEC spec{};
+    CEPROPSPEC sort{};
     CEPROPID id = kNumber;
     CENOTIFYREQUEST request{};
     CENOTIFICATION notification{};
@@ -679,7 +679,7 @@ TEST_F(ReadCalls, EveryCallFailsAsPlannedAndWorksAgain) {
         {"CeCreateDatabaseEx2", [&] { return !CeCreateDatabaseEx2(volume, &info); }},
         {"CeSetDatabaseInfoEx2", [&] { return !CeSetDatabaseInfoEx2(volume, m_database, &info); }},
         {"CeDeleteDatabaseEx", [&] { return !CeDeleteDatabaseEx(volume, m_database); }},
-        {"CeAddDatabaseProps", [&] { return !CeAddDatabaseProps(volume, m_database, 1, &spec); }},
+        {"CeAddDatabaseProps", [&] { return !CeAddDatabaseProps(volume, m_database, 1, &sort); }},
         {"CeRemoveDatabaseProps", [&] { return !CeRemoveDatabaseProps(volume, m_database, 1, &id); }},
         {"CeGetDatabaseProps", [&] { return !CeGetDatabaseProps(volume, m_database, &count, nullptr); }},
         {"CeFindFirstDatabaseEx", [&] { return CeFindFirstDatabaseEx(volume, 0) == INVALID_HANDLE_VALUE; }},
