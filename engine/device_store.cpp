@@ -150,7 +150,7 @@ sync::ReadResult DeviceStore::Read(ItemType type, const std::string& id) {
         std::string dates;
         std::string texts;
         for (const auto& [date, text] : occurrences) {
-            dates += date + '\t';
+            dates += (dates.empty() ? "" : "\t") + date;
             texts += text;
         }
         result.item.fields[kOccurrences] = texts;
@@ -167,8 +167,15 @@ sync::WriteResult DeviceStore::WriteAndCheck(ItemType type, CEOID oid, const Ite
         result.problem = {ProblemCode::NotRepresentable, reason, {}};
         return result;
     }
+    std::string packet;
+    try {
+        packet = m_codec.Encode(wanted, held);
+    } catch (const sync::PacketError& error) {
+        result.problem = {ProblemCode::NotRepresentable, error.what(), {}};
+        return result;
+    }
     CEOID written = 0;
-    const HRESULT transfer = m_connection.Download(type, oid, m_codec.Encode(wanted, held), written);
+    const HRESULT transfer = m_connection.Download(type, oid, packet, written);
     if (FAILED(transfer) || written == 0) {
         result.problem = {ProblemCode::Failed, "the device did not write it", oid ? Where(oid) : std::string()};
         return result;

@@ -22,7 +22,7 @@ std::string Utf8(const WCHAR* text) {
 std::string DateText(DATE date) {
     SYSTEMTIME parts{};
     if (!VariantTimeToSystemTime(date, &parts)) return {};
-    char text[32];
+    char text[48];
     std::snprintf(text, sizeof text, "%04d-%02d-%02d %02d:%02d:%02d", parts.wYear, parts.wMonth, parts.wDay,
                   parts.wHour, parts.wMinute, parts.wSecond);
     return text;
