@@ -1,0 +1,468 @@
+#include "partner/folder_store.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <cstdio>
+#include <filesystem>
+#include <utility>
+
+#include "partner/content_lines.h"
+#include "partner/record_fields.h"
+
+namespace kez::partner {
+
+using sync::Item;
+using sync::ItemType;
+using sync::Listed;
+using sync::Listing;
+using sync::Problem;
+using sync::ProblemCode;
+using sync::ReadResult;
+using sync::StoreError;
+using sync::WriteResult;
+
+namespace {
+
+constexpr std::string_view kHiddenBegin = ".kez-";
+constexpr std::string_view kHiddenEnd = ".tmp";
+constexpr int kBatch = 100;
+constexpr int kMaxNames = 1000;
+
+// Two changes within this time may leave one stamp: the kernel's tick, or the two seconds of a simple file system,
+// which shows itself by whole seconds.
+std::int64_t Grain(const FileStamp& stamp) { return stamp.modified % 1'000'000'000 == 0 ? 2'000'000'000 : 20'000'000; }
+
+bool HidesNothing(const CachedFile& file) {
+    return std::max(file.stamp.modified, file.stamp.changed) + Grain(file.stamp) < file.checked;
+}
+
+bool EndsWithNoCase(std::string_view name, std::string_view extension) {
+    return name.size() > extension.size() &&
+           UpperCase(name.substr(name.size() - extension.size())) == UpperCase(extension);
+}
+
+// A UID that can be a file's name everywhere as it is.
+bool IsPlainName(std::string_view text) {
+    return !text.empty() && text.size() <= 120 && text[0] != '.' && std::all_of(text.begin(), text.end(), [](char c) {
+        return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '-' || c == '_' ||
+               c == '.' || c == '@';
+    });
+}
+
+// Errors that no other item would escape.
+bool ConcernsTheFolder(int error) {
+    return error == EACCES || error == EPERM || error == EROFS || error == ENOENT || error == ENOTDIR;
+}
+
+ItemType FirstType(const ItemFormat& format) {
+    for (ItemType type : sync::kAllItemTypes)
+        if (format.Holds(type)) return type;
+    return ItemType::Contact;
+}
+
+constexpr const char* kLinkText = "it is a symbolic link, which is not followed";
+
+}  // namespace
+
+std::string RevisionOf(std::string_view bytes) {
+    std::uint64_t a = 0xCBF29CE484222325U, b = 0x9E3779B97F4A7C15U ^ bytes.size();
+    for (char c : bytes) {
+        auto byte = static_cast<std::uint8_t>(c);
+        a = (a ^ byte) * 0x100000001B3U;
+        b = (b + byte) * 0xD6E8FEB86659FD93U;
+        b ^= b >> 29;
+    }
+    char text[40];
+    std::snprintf(text, sizeof text, "%016llx%016llx", static_cast<unsigned long long>(a),
+                  static_cast<unsigned long long>(b));
+    return text;
+}
+
+FolderStore::FolderStore(const std::string& folder, std::vector<const ItemFormat*> formats, FileLayer& files,
+                         FolderCache& cache, Durability durability)
+    : m_folder(std::filesystem::absolute(folder).lexically_normal().string()),
+      m_formats(std::move(formats)),
+      m_files(files),
+      m_cache(cache),
+      m_durability(durability) {
+    while (m_folder.size() > 1 && m_folder.back() == '/') m_folder.pop_back();
+    try {
+        FileEntry entry = m_files.Look(m_folder + "/.");  // the folder itself may be reached through a link
+        if (entry.kind != FileKind::Folder) {
+            bool isThere = m_files.Look(m_folder).kind != FileKind::None;
+            throw StoreError(m_folder + (isThere ? " is no folder" : ": there is no such folder"));
+        }
+        m_folderInode = entry.stamp.inode;
+        if (m_files.Look(PathOf(kMarkerName)).kind == FileKind::Regular)
+            m_identity = Trimmed(m_files.Read(PathOf(kMarkerName)).bytes);
+    } catch (const FileError& error) {
+        throw StoreError(error.what());
+    }
+}
+
+FolderStore::~FolderStore() = default;
+
+void FolderStore::Mark() {
+    if (!m_identity.empty()) return;
+    try {
+        std::string identity = m_files.RandomName();
+        std::string hidden = WriteHidden(identity + "\n", 0);
+        m_files.RenameNew(hidden, PathOf(kMarkerName));
+        m_files.SyncFolder(m_folder);
+        m_identity = identity;
+    } catch (const FileError& error) {
+        throw StoreError(error.what());
+    }
+}
+
+const ItemFormat* FolderStore::FormatOf(std::string_view name) const {
+    if (name.empty() || name[0] == '.') return nullptr;
+    for (const ItemFormat* format : m_formats)
+        if (EndsWithNoCase(name, format->Extension())) return format;
+    return nullptr;
+}
+
+Problem FolderStore::CheckId(const std::string& id) const {
+    if (!FormatOf(id) || id.find('/') != std::string::npos || id.find('\0') != std::string::npos)
+        return {ProblemCode::Refused, "it is no name of an item's file in " + m_folder, id};
+    return {};
+}
+
+void FolderStore::CheckFolder() const {
+    FileEntry entry = m_files.Look(m_folder + "/.");
+    if (entry.kind == FileKind::Folder && entry.stamp.inode == m_folderInode) return;
+    throw StoreError(m_folder +
+                     ": the folder is not the one that was opened; was it moved, or a file system unmounted?");
+}
+
+bool FolderStore::Holds(ItemType type) const {
+    return std::any_of(m_formats.begin(), m_formats.end(),
+                       [&](const ItemFormat* format) { return format->Holds(type); });
+}
+
+std::unordered_map<std::string, CachedFile>& FolderStore::Cache() {
+    if (!m_loaded) m_loaded = m_cache.Load();
+    return *m_loaded;
+}
+
+CachedFile FolderStore::Describe(const std::string& id, const FileContent& content) const {
+    FileReading reading = FormatOf(id)->Read(content.bytes, id);
+    return {content.stamp, m_files.Now(),        reading.item.type,   RevisionOf(content.bytes),
+            reading.uid,   reading.problem.code, reading.problem.text};
+}
+
+void FolderStore::Forget(const std::string& id) {
+    if (Cache().erase(id)) m_cacheChanges.emplace_back(id, std::nullopt);
+}
+
+Listing FolderStore::List(ItemType type) {
+    Listing listing;
+    std::vector<FileEntry> entries;
+    try {
+        CheckFolder();
+        entries = m_files.List(m_folder);
+    } catch (const FileError& error) {
+        throw StoreError(error.what());
+    }
+    std::sort(entries.begin(), entries.end(), [](const FileEntry& a, const FileEntry& b) { return a.name < b.name; });
+    bool isMarked =
+        std::any_of(entries.begin(), entries.end(), [](const FileEntry& e) { return e.name == kMarkerName; });
+    if (!m_identity.empty() && !isMarked) {
+        listing.trusted = false;
+        listing.findings.push_back(
+            {ProblemCode::Unreadable,
+             "the marker file is gone: is this still the same folder, or a file system not mounted?", kMarkerName});
+    }
+
+    auto& cache = Cache();
+    std::unordered_map<std::string, std::string> uids;  // to the first file that has it
+    std::size_t seen = 0;
+    for (const auto& entry : entries) {
+        const ItemFormat* format = FormatOf(entry.name);
+        if (!format || entry.kind == FileKind::Folder || entry.kind == FileKind::Other) continue;
+        if (entry.kind == FileKind::Link) {
+            if (FirstType(*format) == type)
+                listing.items.push_back(
+                    {entry.name, "", {}, "", Problem{ProblemCode::Unreadable, kLinkText, entry.name}});
+            continue;
+        }
+        auto found = cache.find(entry.name);
+        if (found == cache.end() || found->second.stamp != entry.stamp || !HidesNothing(found->second)) {
+            if (!format->Holds(type)) continue;  // read when its type is listed
+            try {
+                std::int64_t before = m_files.Now();
+                FileContent content = m_files.Read(PathOf(entry.name));
+                std::string revision = RevisionOf(content.bytes);
+                CachedFile file;
+                if (found != cache.end() && found->second.revision == revision) {
+                    file = found->second;  // touched, and says what it said
+                    file.stamp = content.stamp;
+                } else {
+                    file = Describe(entry.name, content);
+                }
+                file.checked = before;
+                found = cache.insert_or_assign(entry.name, file).first;
+                m_cacheChanges.emplace_back(entry.name, file);
+            } catch (const FileError& error) {
+                if (error.Error() == ENOENT) continue;
+                if (FirstType(*format) == type)
+                    listing.items.push_back(
+                        {entry.name, "", {}, "", Problem{ProblemCode::Failed, error.what(), entry.name}});
+                seen++;
+                continue;
+            }
+        }
+        seen++;
+        const CachedFile& file = found->second;
+        if (file.type != type) continue;
+        Listed item{entry.name, file.revision, {}, file.uid, {}};
+        if (file.problem != ProblemCode::None) {
+            item.problem = Problem{file.problem, file.problemText, entry.name};
+        } else if (!file.uid.empty()) {
+            auto [first, isFirst] = uids.emplace(file.uid, entry.name);
+            if (!isFirst)
+                item.problem =
+                    Problem{ProblemCode::Duplicate, first->second + " has the same UID " + file.uid, entry.name};
+        }
+        listing.items.push_back(std::move(item));
+    }
+    // Fewer than are remembered: some went.
+    if (cache.size() > seen) {
+        std::vector<std::string> gone;
+        for (const auto& [name, file] : cache) {
+            auto at = std::lower_bound(entries.begin(), entries.end(), name,
+                                       [](const FileEntry& entry, const std::string& n) { return entry.name < n; });
+            if (at == entries.end() || at->name != name) gone.push_back(name);
+        }
+        for (const auto& name : gone) Forget(name);
+    }
+    if (!m_cacheChanges.empty()) m_cache.Save(std::exchange(m_cacheChanges, {}));
+    return listing;
+}
+
+ReadResult FolderStore::Read(ItemType type, const std::string& id) {
+    ReadResult result;
+    result.problem = CheckId(id);
+    if (result.problem) return result;
+    try {
+        FileContent content = m_files.Read(PathOf(id));
+        FileReading reading = FormatOf(id)->Read(content.bytes, id);
+        result.problem = reading.problem;
+        if (!result.problem && reading.item.type != type)
+            result.problem = {ProblemCode::Refused,
+                              "it is no " + std::string(type == ItemType::Contact ? "contact"
+                                                        : type == ItemType::Task  ? "task"
+                                                                                  : "appointment"),
+                              id};
+        result.item = std::move(reading.item);
+        result.losses = std::move(reading.losses);
+        result.revision = RevisionOf(content.bytes);
+        result.raw = std::move(content.bytes);
+    } catch (const FileError& error) {
+        if (error.Error() == ENOENT)
+            result.problem = {ProblemCode::Gone, "the file is not there any more", id};
+        else if (error.Error() == ELOOP)
+            result.problem = {ProblemCode::Unreadable, kLinkText, id};
+        else
+            result.problem = {ProblemCode::Failed, error.what(), id};
+    }
+    return result;
+}
+
+// --- Writing -------------------------------------------------------------------------------------------------
+
+WriteResult FolderStore::Failure(ProblemCode code, std::string text, const std::string& id) const {
+    WriteResult result;
+    result.problem = {code, std::move(text), id};
+    result.id = id;
+    return result;
+}
+
+WriteResult FolderStore::Held(const std::string& id, std::string bytes) const {
+    WriteResult result;
+    result.id = id;
+    result.revision = RevisionOf(bytes);
+    result.held = FormatOf(id)->Read(bytes, id).item;
+    return result;
+}
+
+void FolderStore::RemoveLeftovers() {
+    if (std::exchange(m_cleaned, true)) return;
+    for (const auto& entry : m_files.List(m_folder)) {
+        std::string_view name = entry.name;
+        if (!name.starts_with(kHiddenBegin) || !name.ends_with(kHiddenEnd) || entry.kind != FileKind::Regular) continue;
+        std::int64_t process = 0;
+        std::string_view number = name.substr(kHiddenBegin.size());
+        auto [end, error] = std::from_chars(number.data(), number.data() + number.size(), process);
+        if (error != std::errc() || *end != '-') continue;
+        if (process != m_files.ThisProcess() && m_files.ProcessLives(process)) continue;
+        try {
+            m_files.Remove(PathOf(entry.name));
+        } catch (const FileError&) {
+            continue;  // hidden and harmless
+        }
+    }
+}
+
+// The bytes in a hidden file, on the disk as far as the durability asks for it; its path.
+std::string FolderStore::WriteHidden(const std::string& bytes, std::uint32_t mode) {
+    std::string path = PathOf(std::string(kHiddenBegin) + std::to_string(m_files.ThisProcess()) + "-" +
+                              std::to_string(++m_written) + std::string(kHiddenEnd));
+    bool wasWritten = false;
+    try {
+        RemoveLeftovers();
+        m_files.Write(path, bytes, mode);
+        wasWritten = true;
+        if (m_durability != Durability::None) m_files.Sync(path);
+    } catch (const FileError& error) {
+        if (wasWritten || error.Error() != EEXIST) {
+            try {
+                m_files.Remove(path);
+            } catch (const FileError&) {
+                // What is left is removed by the next run.
+            }
+        }
+        if (!wasWritten && ConcernsTheFolder(error.Error()))
+            throw StoreError("nothing can be written to " + m_folder + " (" + error.what() + ")");
+        throw;
+    }
+    return path;
+}
+
+void FolderStore::SyncFolderNow() {
+    try {
+        m_files.SyncFolder(m_folder);
+        m_unsynced = 0;
+    } catch (const FileError& error) {
+        throw StoreError(error.what());
+    }
+}
+
+// After something took or left its place.
+void FolderStore::Settle() {
+    if (m_durability == Durability::None) return;
+    m_unsynced++;
+    if (m_durability == Durability::Item || m_unsynced >= kBatch) SyncFolderNow();
+}
+
+void FolderStore::Remember(const std::string& id, const FileContent& content) {
+    CachedFile file = Describe(id, content);
+    Cache()[id] = file;
+    m_cacheChanges.emplace_back(id, file);
+}
+
+std::string FolderStore::NameFor(const std::string& uid, std::string_view extension, int attempt) {
+    std::string base = IsPlainName(uid) ? uid : m_files.RandomName();
+    return base + (attempt ? "-" + std::to_string(attempt + 1) : "") + std::string(extension);
+}
+
+std::string FolderStore::TimeText() const {
+    std::string text = MomentText(m_files.Now() / 1'000'000'000);
+    text[10] = 'T';
+    return text + "Z";
+}
+
+WriteResult FolderStore::Create(const Item& item, const std::string& hint) {
+    auto format =
+        std::find_if(m_formats.begin(), m_formats.end(), [&](const ItemFormat* f) { return f->Holds(item.type); });
+    if (format == m_formats.end()) return Failure(ProblemCode::Refused, "the folder has no files of that kind", "");
+    std::string uid = hint.empty() ? m_files.RandomName() : hint;
+    std::string hidden;
+    try {
+        ItemFormat::Writing writing = (*format)->Make(item, uid, TimeText());
+        if (writing.problem) return Failure(writing.problem.code, writing.problem.text, "");
+        hidden = WriteHidden(writing.bytes, 0);
+        for (int attempt = 0;; attempt++) {
+            std::string name = NameFor(uid, (*format)->Extension(), attempt);
+            try {
+                m_files.RenameNew(hidden, PathOf(name));
+            } catch (const FileError& error) {
+                if (error.Error() != EEXIST || attempt >= kMaxNames) throw;
+                // The same item, made by a run that did not live to tell: it is not made twice.
+                if (m_files.Look(PathOf(name)).kind == FileKind::Regular) {
+                    FileReading there = (*format)->Read(m_files.Read(PathOf(name)).bytes, name);
+                    if (!there.problem && there.uid == uid) {
+                        m_files.Remove(hidden);
+                        return Failure(ProblemCode::Duplicate, "there is an item with the UID " + uid + " already",
+                                       name);
+                    }
+                }
+                continue;
+            }
+            hidden.clear();
+            Settle();
+            Remember(name, {writing.bytes, m_files.Look(PathOf(name)).stamp, 0});
+            return Held(name, writing.bytes);
+        }
+    } catch (const FileError& error) {
+        try {
+            if (!hidden.empty()) m_files.Remove(hidden);
+        } catch (const FileError&) {
+            // What is left is removed by the next run.
+        }
+        return Failure(ProblemCode::Failed, error.what(), "");
+    }
+}
+
+WriteResult FolderStore::Update(const std::string& id, const Item& wanted, const std::string& expectedRevision) {
+    if (Problem problem = CheckId(id)) return Failure(problem.code, problem.text, id);
+    const ItemFormat* format = FormatOf(id);
+    std::string hidden;
+    try {
+        FileContent content = m_files.Read(PathOf(id));
+        if (!expectedRevision.empty() && RevisionOf(content.bytes) != expectedRevision)
+            return Failure(ProblemCode::ChangedMeanwhile, "the file was changed meanwhile", id);
+        FileReading reading = format->Read(content.bytes, id);
+        // An item with nothing in it that a device holds can be given something.
+        if (reading.problem && reading.problem.code != ProblemCode::NotRepresentable)
+            return Failure(reading.problem.code, reading.problem.text, id);
+        ItemFormat::Writing writing = format->Edit(content.bytes, wanted);
+        if (writing.problem) return Failure(writing.problem.code, writing.problem.text, id);
+        if (writing.bytes == content.bytes) return Held(id, content.bytes);
+
+        hidden = WriteHidden(writing.bytes, content.mode);
+        FileEntry now = m_files.Look(PathOf(id));
+        if (now.kind != FileKind::Regular || now.stamp != content.stamp) {
+            m_files.Remove(hidden);
+            return Failure(ProblemCode::ChangedMeanwhile, "the file was changed meanwhile", id);
+        }
+        m_files.Rename(hidden, PathOf(id));
+        hidden.clear();
+        Settle();
+        Remember(id, {writing.bytes, m_files.Look(PathOf(id)).stamp, 0});
+        return Held(id, writing.bytes);
+    } catch (const FileError& error) {
+        try {
+            if (!hidden.empty()) m_files.Remove(hidden);
+        } catch (const FileError&) {
+            // What is left is removed by the next run.
+        }
+        if (error.Error() == ENOENT) return Failure(ProblemCode::Gone, "the file is not there any more", id);
+        if (error.Error() == ELOOP) return Failure(ProblemCode::Unreadable, kLinkText, id);
+        return Failure(ProblemCode::Failed, error.what(), id);
+    }
+}
+
+Problem FolderStore::Delete(ItemType, const std::string& id, const std::string& expectedRevision) {
+    if (Problem problem = CheckId(id)) return problem;
+    try {
+        if (!expectedRevision.empty() && RevisionOf(m_files.Read(PathOf(id)).bytes) != expectedRevision)
+            return {ProblemCode::ChangedMeanwhile, "the file was changed meanwhile", id};
+        m_files.Remove(PathOf(id));
+        Forget(id);
+    } catch (const FileError& error) {
+        if (error.Error() != ENOENT) return {ProblemCode::Failed, error.what(), id};
+        Forget(id);
+        return {};
+    }
+    Settle();
+    return {};
+}
+
+void FolderStore::Flush() {
+    if (m_unsynced > 0) SyncFolderNow();
+    if (!m_cacheChanges.empty()) m_cache.Save(std::exchange(m_cacheChanges, {}));
+}
+
+}  // namespace kez::partner

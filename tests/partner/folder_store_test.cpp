@@ -1,0 +1,494 @@
+// A folder as a store: what is listed and read, what a write does, and what is left by failures and power cuts.
+#include "partner/folder_store.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "partner/vcard.h"
+#include "support/real_files.h"
+#include "support/test_files.h"
+
+namespace kez::partner {
+namespace {
+
+using sync::Item;
+using sync::ItemType;
+using sync::ProblemCode;
+using sync::StoreError;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using tests::DiskFiles;
+
+const std::string kFolder = "/book";
+
+Item Person(const std::string& name) { return {ItemType::Contact, {{"FirstName", name}, {"LastName", "Byron"}}}; }
+
+std::string CardText(const std::string& uid, const std::string& name) {
+    return "BEGIN:VCARD\nVERSION:3.0\n" + (uid.empty() ? "" : "UID:" + uid + "\n") + "FN:" + name + "\nN:;" + name +
+           ";;;\nX-KEEP:me\nEND:VCARD\n";
+}
+
+// A store over a disk in memory, opened anew as often as a test wants.
+struct Book {
+    DiskFiles files{kFolder};
+    MemoryFolderCache cache;
+    CardFormat cards;
+    Durability durability = Durability::Batch;
+    std::unique_ptr<FolderStore> store;
+
+    FolderStore& Open() {
+        store =
+            std::make_unique<FolderStore>(kFolder, std::vector<const ItemFormat*>{&cards}, files, cache, durability);
+        return *store;
+    }
+    std::vector<std::string> Names() const {
+        std::vector<std::string> names;
+        for (const auto& [name, bytes] : files.Visible()) names.push_back(name);
+        return names;
+    }
+};
+
+std::string Show(const sync::Listing& listing) {
+    std::string all;
+    for (const auto& item : listing.items)
+        all +=
+            item.id + (item.hint.empty() ? "" : "=" + item.hint) + (item.problem ? "!" + item.problem->text : "") + "|";
+    return all;
+}
+
+// --- Listing and reading -----------------------------------------------------------------------------------------
+
+TEST(FolderStore, ItemsAreFilesOfTheirExtension) {
+    Book book;
+    book.files.Put("a.vcf", CardText("1", "Ada"));
+    book.files.Put("B.VCF", CardText("", "Bea"));
+    for (const char* name : {".hidden.vcf", "c.txt", "d.vcf~", ".kez-1-1.tmp", ".vcf"})
+        book.files.Put(name, CardText("9", "x"));
+    book.files.Put("folder.vcf", "");
+    book.files.SetKind("folder.vcf", FileKind::Folder);
+    EXPECT_EQ(Show(book.Open().List(ItemType::Contact)), "B.VCF|a.vcf=1|");
+    EXPECT_EQ(Show(book.store->List(ItemType::Task)), "");
+    EXPECT_TRUE(book.store->Holds(ItemType::Contact));
+    EXPECT_FALSE(book.store->Holds(ItemType::Task));
+    auto read = book.store->Read(ItemType::Contact, "a.vcf");
+    EXPECT_FALSE(read.problem);
+    EXPECT_EQ(read.item.fields, (sync::Fields{{"FirstName", "Ada"}}));
+    EXPECT_EQ(read.raw, CardText("1", "Ada"));
+    EXPECT_EQ(read.revision, book.store->List(ItemType::Contact).items[1].revision);
+    EXPECT_THAT(read.losses, ElementsAre(HasSubstr("X-KEEP")));
+}
+
+TEST(FolderStore, OneBadFileStopsNothingElse) {
+    Book book;
+    book.files.Put("a.vcf", "garbage");
+    book.files.Put("b.vcf", CardText("1", "Bea"));
+    book.files.Put("c.vcf", CardText("1", "Cleo"));
+    book.files.Put("d.vcf", CardText("2", "Dee") + CardText("3", "Eve"));
+    book.files.Put("e.vcf", "elsewhere");
+    book.files.SetKind("e.vcf", FileKind::Link);
+    EXPECT_EQ(Show(book.Open().List(ItemType::Contact)),
+              "a.vcf!there is no BEGIN:VCARD line in the file|b.vcf=1|c.vcf=1!b.vcf has the same UID 1|"
+              "d.vcf!the file holds 2 cards (the second from line 8), a folder has one card a file; \"kezsync import\" "
+              "takes such a file|e.vcf!it is a symbolic link, which is not followed|");
+    EXPECT_EQ(book.store->Read(ItemType::Contact, "a.vcf").problem.code, ProblemCode::Unreadable);
+    EXPECT_EQ(book.store->Read(ItemType::Contact, "e.vcf").problem.code, ProblemCode::Unreadable);
+    EXPECT_EQ(book.store->Read(ItemType::Contact, "gone.vcf").problem.code, ProblemCode::Gone);
+    EXPECT_EQ(book.store->Read(ItemType::Task, "b.vcf").problem.code, ProblemCode::Refused);
+}
+
+TEST(FolderStore, NothingOutsideTheFolderIsTouched) {
+    Book book;
+    book.Open();
+    book.files.calls.clear();
+    for (const char* id : {"../x.vcf", "/etc/x.vcf", "a/b.vcf", ".kezfolder", "", "x.txt", ".x.vcf"}) {
+        EXPECT_EQ(book.store->Read(ItemType::Contact, id).problem.code, ProblemCode::Refused) << id;
+        EXPECT_EQ(book.store->Update(id, Person("Ada"), "").problem.code, ProblemCode::Refused) << id;
+        EXPECT_EQ(book.store->Delete(ItemType::Contact, id, "").code, ProblemCode::Refused) << id;
+    }
+    EXPECT_THAT(book.files.calls, IsEmpty());
+}
+
+TEST(FolderStore, UnchangedFilesAreNotReadAgain) {
+    Book book;
+    book.files.Put("a.vcf", CardText("1", "Ada"));
+    book.files.Put("b.vcf", CardText("2", "Bea"));
+    auto first = book.Open().List(ItemType::Contact);
+    book.files.calls.clear();
+    auto second = book.Open().List(ItemType::Contact);
+    EXPECT_THAT(book.files.calls, testing::Not(testing::Contains(HasSubstr("read"))));
+    EXPECT_EQ(Show(first), Show(second));
+    book.files.Put("b.vcf", CardText("2", "Bee"));
+    book.files.Put("a.vcf", CardText("1", "Ada"));  // touched: the same bytes
+    auto third = book.Open().List(ItemType::Contact);
+    EXPECT_EQ(third.items[0].revision, first.items[0].revision);
+    EXPECT_NE(third.items[1].revision, first.items[1].revision);
+    book.files.Remove(kFolder + "/a.vcf");
+    EXPECT_EQ(Show(book.Open().List(ItemType::Contact)), "b.vcf=2|");
+    EXPECT_EQ(book.cache.Load().size(), 1U);
+}
+
+TEST(FolderStore, AStampThatIsTooYoungIsNotTrusted) {
+    Book book;
+    book.files.Put("a.vcf", CardText("1", "Ada"));
+    std::string before = book.Open().List(ItemType::Contact).items[0].revision;
+    // As if the file had been read in the very moment of its change.
+    auto cached = book.cache.Load();
+    cached["a.vcf"].checked = cached["a.vcf"].stamp.modified;
+    book.cache.Save({{"a.vcf", cached["a.vcf"]}});
+    book.files.calls.clear();
+    EXPECT_EQ(book.Open().List(ItemType::Contact).items[0].revision, before);
+    EXPECT_THAT(book.files.calls, testing::Contains("read a.vcf"));
+}
+
+TEST(FolderStore, AFolderThatIsNoneIsRefused) {
+    RealFileLayer files;
+    MemoryFolderCache cache;
+    CardFormat cards;
+    auto open = [&](const std::string& path) {
+        try {
+            FolderStore store(path, {&cards}, files, cache);
+        } catch (const StoreError& error) {
+            return std::string(error.what());
+        }
+        return std::string();
+    };
+    EXPECT_THAT(open("/no/such/folder"), HasSubstr("/no/such/folder: there is no such folder"));
+    EXPECT_THAT(open("/dev/null"), HasSubstr("/dev/null is no folder"));
+}
+
+TEST(FolderStore, TheMarkerTellsAFolderFromAnEmptyPlace) {
+    Book book;
+    EXPECT_EQ(book.Open().Identity(), "");
+    book.store->Mark();
+    std::string identity = book.store->Identity();
+    EXPECT_EQ(identity, "random-1");
+    book.store->Mark();
+    EXPECT_EQ(book.Open().Identity(), identity);
+    EXPECT_TRUE(book.store->List(ItemType::Contact).trusted);
+    book.files.Remove(kFolder + "/.kezfolder");
+    auto listing = book.store->List(ItemType::Contact);
+    EXPECT_FALSE(listing.trusted);
+    EXPECT_THAT(listing.findings[0].text, HasSubstr("marker file is gone"));
+}
+
+// --- Writing -----------------------------------------------------------------------------------------------------
+
+TEST(FolderStore, ANewItemIsAFileNamedByItsUid) {
+    Book book;
+    auto result = book.Open().Create(Person("Ada"), "uid-1");
+    EXPECT_FALSE(result.problem);
+    EXPECT_EQ(result.id, "uid-1.vcf");
+    EXPECT_EQ(result.held, Person("Ada"));
+    EXPECT_EQ(result.revision, book.store->Read(ItemType::Contact, "uid-1.vcf").revision);
+    EXPECT_EQ(Show(book.store->List(ItemType::Contact)), "uid-1.vcf=uid-1|");
+    EXPECT_THAT(book.files.Visible()["uid-1.vcf"], HasSubstr("REV:2026-03-02T10:00:0"));
+    // Names that are no file names, and none at all.
+    EXPECT_EQ(book.store->Create(Person("Bea"), "../x").id, "random-1.vcf");
+    EXPECT_EQ(book.store->Read(ItemType::Contact, "random-1.vcf").raw.find("UID:../x") != std::string::npos, true);
+    EXPECT_EQ(book.store->Create(Person("Cleo"), "").id, "random-2.vcf");
+}
+
+TEST(FolderStore, NothingIsMadeTwice) {
+    Book book;
+    EXPECT_FALSE(book.Open().Create(Person("Ada"), "1").problem);
+    auto again = book.Open().Create(Person("Ada"), "1");
+    EXPECT_EQ(again.problem.code, ProblemCode::Duplicate);
+    EXPECT_EQ(again.problem.where, "1.vcf");
+    // A file of that name that is another item's is no obstacle.
+    book.files.Put("2.vcf", CardText("other", "Bea"));
+    EXPECT_EQ(book.store->Create(Person("Cleo"), "2").id, "2-2.vcf");
+    EXPECT_THAT(book.Names(), ElementsAre("1.vcf", "2-2.vcf", "2.vcf"));
+}
+
+TEST(FolderStore, AnUpdateChangesTheLinesThatDiffer) {
+    Book book;
+    book.files.Put("a.vcf", CardText("1", "Ada"));
+    Item wanted = book.Open().Read(ItemType::Contact, "a.vcf").item;
+    wanted.fields["JobTitle"] = "Countess";
+    std::string revision = book.store->Read(ItemType::Contact, "a.vcf").revision;
+    auto result = book.store->Update("a.vcf", wanted, revision);
+    EXPECT_FALSE(result.problem);
+    EXPECT_EQ(result.held, wanted);
+    EXPECT_EQ(book.files.Visible()["a.vcf"],
+              "BEGIN:VCARD\nVERSION:3.0\nUID:1\nFN:Ada\nN:;Ada;;;\nX-KEEP:me\nTITLE:Countess\nEND:VCARD\n");
+    EXPECT_EQ(book.store->Update("a.vcf", wanted, revision).problem.code, ProblemCode::ChangedMeanwhile);
+    // What is so already is not written.
+    book.files.calls.clear();
+    EXPECT_EQ(book.store->Update("a.vcf", wanted, result.revision).revision, result.revision);
+    EXPECT_THAT(book.files.calls, ElementsAre("read a.vcf"));
+}
+
+TEST(FolderStore, AChangeOfSomebodyElseIsNotOverwritten) {
+    Book book;
+    book.files.Put("a.vcf", CardText("1", "Ada"));
+    auto read = book.Open().Read(ItemType::Contact, "a.vcf");
+    book.files.before = [&](const std::string& call) {
+        if (call.starts_with("write")) {
+            book.files.before = nullptr;
+            book.files.Put("a.vcf", CardText("1", "Eve"));
+        }
+    };
+    EXPECT_EQ(book.store->Update("a.vcf", Person("Ada"), read.revision).problem.code, ProblemCode::ChangedMeanwhile);
+    EXPECT_EQ(book.files.Visible(), (std::map<std::string, std::string>{{"a.vcf", CardText("1", "Eve")}}));
+    EXPECT_EQ(book.store->Delete(ItemType::Contact, "a.vcf", read.revision).code, ProblemCode::ChangedMeanwhile);
+    EXPECT_EQ(book.store->Update("gone.vcf", Person("Ada"), "").problem.code, ProblemCode::Gone);
+}
+
+TEST(FolderStore, DeletingWhatIsGoneSucceeds) {
+    Book book;
+    book.files.Put("a.vcf", CardText("1", "Ada"));
+    std::string revision = book.Open().List(ItemType::Contact).items[0].revision;
+    EXPECT_FALSE(book.store->Delete(ItemType::Contact, "a.vcf", revision));
+    EXPECT_FALSE(book.store->Delete(ItemType::Contact, "a.vcf", revision));
+    EXPECT_THAT(book.Names(), IsEmpty());
+    EXPECT_EQ(Show(book.store->List(ItemType::Contact)), "");
+}
+
+TEST(FolderStore, ABrokenFileIsNeverRewritten) {
+    Book book;
+    book.files.Put("a.vcf", "garbage");
+    EXPECT_EQ(book.Open().Update("a.vcf", Person("Ada"), "").problem.code, ProblemCode::Unreadable);
+    EXPECT_EQ(book.files.Visible()["a.vcf"], "garbage");
+    EXPECT_EQ(book.store->Create({ItemType::Task, {{"Subject", "x"}}}, "1").problem.code, ProblemCode::Refused);
+}
+
+TEST(FolderStore, LeftoversOfKilledRunsGoBeforeTheFirstWrite) {
+    Book book;
+    for (const char* name : {".kez-1234-1.tmp", ".kez-77-9.tmp", ".kez-x.tmp", ".kez-note"}) book.files.Put(name, "x");
+    EXPECT_FALSE(book.Open().Create(Person("Ada"), "1").problem);
+    EXPECT_THAT(book.Names(), ElementsAre(".kez-note", ".kez-x.tmp", "1.vcf"));
+    // Another run that is still at work keeps its file.
+    book.files.processesLive = true;
+    book.files.Put(".kez-1234-1.tmp", "x");
+    EXPECT_FALSE(book.Open().Create(Person("Bea"), "2").problem);
+    EXPECT_THAT(book.Names(), testing::Contains(".kez-1234-1.tmp"));
+}
+
+TEST(FolderStore, DurabilityIsPaidForAsItIsSet) {
+    auto syncs = [](Durability durability) {
+        Book book;
+        book.durability = durability;
+        book.Open();
+        for (int i = 0; i < 150; i++) EXPECT_FALSE(book.store->Create(Person("Ada"), std::to_string(i)).problem);
+        book.store->Flush();
+        book.store->Flush();
+        int files = 0, folders = 0;
+        for (const auto& call : book.files.calls) {
+            files += call.starts_with("sync .kez-");
+            folders += call == "sync .";
+        }
+        return std::pair(files, folders);
+    };
+    EXPECT_EQ(syncs(Durability::Item), std::pair(150, 150));
+    EXPECT_EQ(syncs(Durability::Batch), std::pair(150, 2));
+    EXPECT_EQ(syncs(Durability::None), std::pair(0, 0));
+}
+
+TEST(FolderStore, AFolderThatCannotBeWrittenStopsTheRun) {
+    for (int error : {EACCES, EROFS}) {
+        Book book;
+        book.Open();
+        book.files.calls.clear();
+        book.files.failWith = error;
+        book.files.failAt = 2;  // after looking for leftovers, the write
+        EXPECT_THROW(
+            {
+                try {
+                    (void)book.store->Create(Person("Ada"), "1");
+                } catch (const StoreError& e) {
+                    EXPECT_THAT(e.what(), HasSubstr("nothing can be written to /book"));
+                    throw;
+                }
+            },
+            StoreError);
+    }
+}
+
+// --- Failures and power cuts at every moment ---------------------------------------------------------------------
+
+struct Step {
+    std::string what;
+    std::function<sync::Problem(FolderStore&)> run;
+};
+
+std::vector<Step> Steps() {
+    return {
+        {"create", [](FolderStore& s) { return s.Create(Person("New"), "new").problem; }},
+        {"update", [](FolderStore& s) { return s.Update("a.vcf", Person("Changed"), "").problem; }},
+        {"delete", [](FolderStore& s) { return s.Delete(ItemType::Contact, "b.vcf", ""); }},
+    };
+}
+
+Book& Filled(Book& book) {
+    book.files.Put(".kezfolder", "id\n");
+    book.files.Put("a.vcf", CardText("a", "Ada"));
+    book.files.Put("b.vcf", CardText("b", "Bea"));
+    book.files.calls.clear();
+    return book;
+}
+
+TEST(FolderStoreFaults, EveryFileOperationMayFail) {
+    for (const auto& step : Steps()) {
+        Book clean;
+        EXPECT_FALSE(step.run(Filled(clean).Open()));
+        clean.store->Flush();
+        int total = static_cast<int>(clean.files.calls.size());
+        ASSERT_GT(total, 3) << step.what;
+        for (int n = 1; n <= total; n++) {
+            for (int error : {EIO, ENOSPC, EACCES}) {
+                Book book;
+                Filled(book).files.failAt = n;
+                book.files.failWith = error;
+                bool failed = false;
+                std::string message;
+                try {
+                    book.Open();
+                    sync::Problem problem = step.run(*book.store);
+                    failed = static_cast<bool>(problem);
+                    message = problem.text;
+                    book.store->Flush();
+                } catch (const StoreError& e) {
+                    failed = true;
+                    message = e.what();
+                }
+                std::string where =
+                    step.what + ", call " + std::to_string(n) + ": " + book.files.calls[std::size_t(n) - 1];
+                EXPECT_TRUE(!failed || message.size() > 10) << where;
+                // Old or new, nothing half, and nothing of another item.
+                auto now = book.files.Visible();
+                EXPECT_TRUE(now["a.vcf"] == CardText("a", "Ada") || now["a.vcf"] == clean.files.Visible()["a.vcf"])
+                    << where;
+                if (now.count("b.vcf")) {
+                    EXPECT_EQ(now["b.vcf"], CardText("b", "Bea")) << where;
+                }
+                if (now.count("new.vcf")) {
+                    EXPECT_EQ(ReadCard(now["new.vcf"], "").item, Person("New")) << where;
+                }
+                // Run again, it ends as if it had not failed.
+                book.files.failAt = 0;
+                sync::Problem again = step.run(book.Open());
+                EXPECT_TRUE(!again || again.code == ProblemCode::Duplicate) << where << again.text;
+                book.store->Flush();
+                for (const auto& [name, bytes] : clean.files.Visible())
+                    EXPECT_EQ(book.files.Visible().count(name), 1U) << where << " " << name;
+                EXPECT_EQ(book.files.Visible().size(), clean.files.Visible().size()) << where;
+            }
+        }
+    }
+}
+
+TEST(FolderStoreFaults, APowerCutAtAnyMomentLeavesOldOrNew) {
+    struct Cut {};
+    for (Durability durability : {Durability::Item, Durability::Batch}) {
+        for (int n = 1; n < 200; n++) {
+            Book book;
+            book.durability = durability;
+            Filled(book);
+            bool flushed = false;
+            int count = 0;
+            book.files.before = [&](const std::string&) {
+                if (++count == n) throw Cut{};
+            };
+            try {
+                book.Open();
+                for (const auto& step : Steps()) EXPECT_FALSE(step.run(*book.store));
+                book.store->Flush();
+                flushed = true;
+            } catch (const Cut&) {
+            }
+            book.files.before = nullptr;
+            book.files.PowerCut();
+            auto now = book.files.Visible();
+            Item a = ReadCard(now["a.vcf"], "").item;
+            EXPECT_TRUE(now["a.vcf"] == CardText("a", "Ada") || a == Person("Changed")) << n << now["a.vcf"];
+            if (now.count("b.vcf")) {
+                EXPECT_EQ(now["b.vcf"], CardText("b", "Bea")) << n;
+            }
+            if (now.count("new.vcf")) {
+                EXPECT_EQ(ReadCard(now["new.vcf"], "").item, Person("New")) << n;
+            }
+            if (!flushed) continue;
+            EXPECT_EQ(a, Person("Changed"));
+            EXPECT_EQ(now.count("b.vcf"), 0U);
+            EXPECT_EQ(now.count("new.vcf"), 1U);
+            break;
+        }
+    }
+}
+
+// --- The real file system ----------------------------------------------------------------------------------------
+
+class RealFolder : public ::testing::Test {
+ protected:
+    void SetUp() override {
+        char text[] = "/tmp/kez-folder-XXXXXX";
+        m_path = mkdtemp(text);
+    }
+    void TearDown() override { std::filesystem::remove_all(m_path); }
+    FolderStore Open() { return FolderStore(m_path, {&m_cards}, m_files, m_cache, Durability::None); }
+
+    std::string m_path;
+    RealFileLayer m_files;
+    MemoryFolderCache m_cache;
+    CardFormat m_cards;
+};
+
+TEST_F(RealFolder, ItemsAreMadeChangedAndDeleted) {
+    FolderStore store(m_path + "/", {&m_cards}, m_files, m_cache, Durability::Item);
+    EXPECT_EQ(store.Name(), m_path);
+    store.Mark();
+    auto made = store.Create(Person("Ada"), "");
+    ASSERT_FALSE(made.problem) << made.problem.text;
+    chmod((m_path + "/" + made.id).c_str(), 0640);
+    auto changed = store.Update(made.id, Person("Bea"), made.revision);
+    ASSERT_FALSE(changed.problem) << changed.problem.text;
+    struct stat status;
+    ASSERT_EQ(stat((m_path + "/" + made.id).c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777U, 0640U);
+    EXPECT_EQ(store.List(ItemType::Contact).items.size(), 1U);
+    EXPECT_EQ(store.Create(Person("Ada"), "x").id, "x.vcf");
+    EXPECT_EQ(store.Create(Person("Ada"), "x").problem.code, ProblemCode::Duplicate);
+    EXPECT_FALSE(store.Delete(ItemType::Contact, made.id, changed.revision));
+    store.Flush();
+    EXPECT_EQ(store.List(ItemType::Contact).items.size(), 1U);
+    EXPECT_EQ(Open().Identity(), store.Identity());
+}
+
+TEST_F(RealFolder, LinksAreNotFollowedOutOfTheFolder) {
+    std::ofstream(m_path + "/../kez-outside.vcf") << CardText("1", "Ada");
+    std::filesystem::create_symlink(m_path + "/../kez-outside.vcf", m_path + "/in.vcf");
+    FolderStore store = Open();
+    EXPECT_EQ(store.List(ItemType::Contact).items[0].problem->code, ProblemCode::Unreadable);
+    EXPECT_EQ(store.Read(ItemType::Contact, "in.vcf").problem.code, ProblemCode::Unreadable);
+    EXPECT_EQ(store.Update("in.vcf", Person("Bea"), "").problem.code, ProblemCode::Unreadable);
+    EXPECT_EQ(tests::ReadFile(m_path + "/../kez-outside.vcf"), CardText("1", "Ada"));
+    std::filesystem::remove(m_path + "/../kez-outside.vcf");
+}
+
+TEST_F(RealFolder, AFolderThatIsReplacedWhileInUseIsNoticed) {
+    FolderStore store = Open();
+    std::filesystem::rename(m_path, m_path + ".old");
+    EXPECT_THROW(store.List(ItemType::Contact), StoreError);
+    std::filesystem::create_directory(m_path);
+    EXPECT_THROW(store.List(ItemType::Contact), StoreError);
+    std::filesystem::remove_all(m_path + ".old");
+}
+
+TEST_F(RealFolder, ChangesOfOneTickAreNoticed) {
+    FolderStore store = Open();
+    for (int i = 0; i < 50; i++) {
+        std::ofstream(m_path + "/a.vcf", std::ios::trunc) << CardText("1", "Ada");
+        std::string before = store.List(ItemType::Contact).items[0].revision;
+        std::ofstream(m_path + "/a.vcf", std::ios::trunc) << CardText("1", "Eve");
+        EXPECT_NE(store.List(ItemType::Contact).items[0].revision, before);
+    }
+}
+
+}  // namespace
+}  // namespace kez::partner
