@@ -62,6 +62,21 @@ TEST(RecordPacket, EveryTypeHasItsEntry) {
                              kSlack);
 }
 
+TEST(RecordPacket, ExampleOfTheFormatPageIsWhatIsLaidOut) {
+    const Bytes bytes = {0xFF, 0xD8};
+    const CEPROPVAL all[] = {Number(0x00010003, 1), Text(0x0002001F, u"Ab"), Blob(0x00030041, bytes)};
+    CKezCEPacket packet;
+    packet.PropStart(17);
+    packet.PropAdd(all, 3);
+    EXPECT_EQ(packet.PropFini(), 166);
+    ExpectPacket(packet, std::string("A6000000 11000000 0300"
+                                     "03000100 0400 0000 0100000000000000"
+                                     "1F000200 0600 0000 ????????00000000"
+                                     "41000300 0200 0000 02000000????????"
+                                     "410062000000 FFD8") +
+                             kSlack);
+}
+
 TEST(RecordPacket, PropertiesLieInAscendingUnsignedOrder) {
     CKezCEPacket packet;
     packet.PropStart(1);
