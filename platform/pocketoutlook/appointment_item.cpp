@@ -56,9 +56,8 @@ HRESULT AppointmentItem::PrepareSeries() {
     const Span span = SpanOfValues(Values());
     const std::int64_t periodMinutes = std::int64_t{kMinutesPerDay} * MinimumPeriod(pattern.recurrence);
     if (span.minutes > periodMinutes) return E_INVALIDDATES;
-    if (Values().Flag(PIMPR_REMINDER_SET) && Values().Number(PIMPR_REMINDER_MINUTES_BEFORE_START) > periodMinutes) {
-        return E_INVALIDREMINDERTIME;
-    }
+    const auto leadMinutes = static_cast<DWORD>(Values().Number(PIMPR_REMINDER_MINUTES_BEFORE_START));
+    if (Values().Flag(PIMPR_REMINDER_SET) && leadMinutes > periodMinutes) return E_INVALIDREMINDERTIME;
 
     pattern.recurrence.start = *RecurrenceDays(pattern.recurrence).First();
     PutSpan({MidnightOf(pattern.recurrence.start) + TimeOfDay(span.start), span.minutes});
@@ -91,7 +90,7 @@ void AppointmentItem::WriteExceptions(ItemStore::Transaction& transaction, CEOID
         return;
     }
     const auto storedShape = ShapeOf(Stored());
-    if (!storedShape) return;
+    if (!shape && !storedShape) return;
     if (PatternWasCleared() || shape != storedShape) {
         transaction.RemoveDetails(Detail::Exceptions, olAppointmentItem, oid);
         return;

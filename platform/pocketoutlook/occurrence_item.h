@@ -24,6 +24,8 @@ class OccurrenceItem final : public AppointmentBase {
 
  protected:
     std::vector<RecipientData> StoredRecipients() override;
+    // An occurrence that moves leaves its series where it is.
+    void MovePatternStart(Day) override {}
 
  private:
     HRESULT WriteException();

@@ -69,7 +69,7 @@ class RecurringItem : public ItemBase {
     // What was put into the pattern's times no longer counts: the item was saved, or its own times were put.
     void ForgetPatternTimes() { m_times = {}; }
     // Where the item recurs, its pattern starts on this day from now on.
-    void MovePatternStart(Day day);
+    virtual void MovePatternStart(Day day);
     // Whether the pattern was cleared since the item was saved.
     bool PatternWasCleared() const { return m_cleared; }
 

@@ -263,6 +263,19 @@ TEST_F(Appointment, ThePropertiesShowTheSavedValues) {
     EXPECT_EQ(45u, Property(item, PIMPR_DURATION).val.ulVal) << "an unsaved change must not be seen";
 }
 
+TEST_F(Appointment, TheNinePropertiesThatTravelComeInOrderWithEmptyTextsAbsent) {
+    const std::vector<CEPROPID> ids = {
+        PIMPR_SUBJECT,       PIMPR_LOCATION,    PIMPR_START,       PIMPR_DURATION,
+        PIMPR_ALL_DAY_EVENT, PIMPR_SENSITIVITY, PIMPR_BUSY_STATUS, PIMPR_REMINDER_MINUTES_BEFORE_START,
+        PIMPR_REMINDER_SET};
+    const auto item = SavedAppointment(At(2026, 7, 14, 9, 30));
+    EXPECT_EQ(std::vector<CEPROPID>(ids.begin() + 2, ids.end()), Present(item, ids));
+    EXPECT_HR(S_OK, item->put_Subject(Bstr(u"x")));
+    EXPECT_HR(S_OK, item->put_Location(Bstr(u"y")));
+    EXPECT_HR(S_OK, item->Save());
+    EXPECT_EQ(ids, Present(item, ids));
+}
+
 TEST_F(Appointment, APropertyThatIsSetPullsOnTheOthersLikeItsSetter) {
     const auto item = SavedAppointment(At(2026, 7, 14, 9, 30), 45);
     CEPROPVAL value{PIMPR_DURATION, 0, 0, {}};

@@ -212,6 +212,24 @@ class Calendar : public ::testing::Test {
         EXPECT_EQ(1, SystemTimeToVariantTime(&time, &date));
         return Show(date);
     }
+    // Asks for several properties at once; expects one element for each, in the order asked for, and gives the
+    // identifiers of those that are there.
+    template <class Item>
+    std::vector<CEPROPID> Present(const Ref<Item>& item, const std::vector<CEPROPID>& ids) {
+        Ref<IItem> face;
+        EXPECT_HR(S_OK, item->QueryInterface(IID_IItem, reinterpret_cast<void**>(face.Out())));
+        CEPROPVAL* values = nullptr;
+        ULONG bytes = 0;
+        EXPECT_HR(S_OK, face->GetProps(ids.data(), CEDB_ALLOWREALLOC, static_cast<WORD>(ids.size()), &values, &bytes,
+                                       GetProcessHeap()));
+        std::vector<CEPROPID> present;
+        for (std::size_t i = 0; values && i < ids.size(); ++i) {
+            EXPECT_EQ(ids[i], values[i].propid);
+            if (!(values[i].wFlags & CEDB_PROPNOTFOUND)) present.push_back(ids[i]);
+        }
+        HeapFree(GetProcessHeap(), 0, values);
+        return present;
+    }
     template <class Item>
     HRESULT SetProperty(const Ref<Item>& item, CEPROPVAL value) {
         Ref<IItem> face;

@@ -112,6 +112,7 @@ TEST_F(Exceptions, SavingAChangedOccurrenceMakesAnExceptionOfItAlone) {
     EXPECT_HR(S_OK, occurrence->Save());
     EXPECT_THAT(ExceptionList(m_series), IsEmpty()) << "nothing was changed";
     EXPECT_HR(S_OK, occurrence->put_Subject(Bstr(u"special")));
+    EXPECT_HR(S_OK, occurrence->put_Start(At(2026, 3, 3, 15)));
     EXPECT_HR(S_OK, occurrence->put_Start(At(2026, 3, 4, 15)));
     EXPECT_THAT(ExceptionList(m_series), IsEmpty()) << "it counts with Save";
     EXPECT_HR(S_OK, occurrence->Save());
@@ -121,6 +122,7 @@ TEST_F(Exceptions, SavingAChangedOccurrenceMakesAnExceptionOfItAlone) {
     EXPECT_EQ(u"special", GetText(again, &IAppointment::get_Subject));
     EXPECT_EQ("2026-03-04 15:00:00", StartOf(again));
     EXPECT_EQ("2026-03-04 15:00:00", TimeProperty(again, PIMPR_START));
+    EXPECT_EQ("2026-03-02 00:00:00", TimeProperty(again, PIMPR_RECURRING_PATTERNSTARTDATE));
     EXPECT_EQ(u"", GetText(Again(m_series), &IAppointment::get_Subject));
     EXPECT_EQ(u"", GetText(Occurrence(m_series, Day(5)), &IAppointment::get_Subject));
     EXPECT_EQ("2026-03-02 10:00:00", StartOf(Again(m_series)));
@@ -380,6 +382,17 @@ TEST_F(Exceptions, AreKeptWhenOnlyTheEndMovesUnlessTheyLieBeyondIt) {
     EXPECT_HR(S_OK, PatternOf(m_series)->put_PatternEndDate(Day(7)));
     EXPECT_HR(S_OK, m_series->Save());
     EXPECT_THAT(ExceptionList(Again(m_series)), ElementsAre("2026-03-03 10:00:00 deleted"));
+}
+
+TEST_F(Exceptions, OfAnotherObjectsPatternGoWhereThisOneMakesTheItemRecurAnew) {
+    const auto single = SavedAppointment(At(2026, 3, 2, 10));
+    const auto other = Again(single);
+    EXPECT_HR(S_OK, PatternOf(other)->put_RecurrenceType(olRecursDaily));
+    EXPECT_HR(S_OK, other->Save());
+    EXPECT_HR(S_OK, Occurrence(other, Day(9))->Delete());
+    EXPECT_HR(S_OK, PatternOf(single)->put_RecurrenceType(olRecursWeekly));
+    EXPECT_HR(S_OK, single->Save());
+    EXPECT_THAT(ExceptionList(Again(single)), IsEmpty());
 }
 
 TEST_F(Exceptions, AFailedSaveOfTheSeriesDropsNothing) {

@@ -464,6 +464,10 @@ TEST_F(Pattern, AReminderEarlierThanThePeriodIsRefusedAndTheRecordStaysAsItWas) 
     EXPECT_HR(E_INVALIDREMINDERTIME, item->Save());
     EXPECT_EQ(VARIANT_FALSE, Get(Again(item), &IAppointment::get_ReminderSet));
     EXPECT_EQ(VARIANT_TRUE, Get(item, &IAppointment::get_ReminderSet)) << "what was put waits on";
+    CEPROPVAL endlessly{PIMPR_REMINDER_MINUTES_BEFORE_START, 0, 0, {}};
+    endlessly.val.ulVal = 0xFFFFFFFF;
+    EXPECT_HR(S_OK, SetProperty(item, endlessly));
+    EXPECT_HR(E_INVALIDREMINDERTIME, item->Save());
     EXPECT_HR(S_OK, item->put_ReminderMinutesBeforeStart(1440));
     EXPECT_HR(S_OK, item->Save());
 }

@@ -89,6 +89,20 @@ TEST_F(Task, EveryValueComesBackAfterSave) {
     EXPECT_EQ(0xFFFFFFFFu, Property(task, PIMPR_RECURRING_TYPE).val.ulVal);
 }
 
+TEST_F(Task, TheEightPropertiesThatTravelComeInOrderWithDatesOfNoneAbsent) {
+    const std::vector<CEPROPID> ids = {PIMPR_SUBJECT,  PIMPR_IMPORTANCE,     PIMPR_SENSITIVITY, PIMPR_START_DATE,
+                                       PIMPR_DUE_DATE, PIMPR_DATE_COMPLETED, PIMPR_COMPLETE,    PIMPR_REMINDER_SET};
+    const auto task = Saved(DATE_NONE, DATE_NONE);
+    EXPECT_THAT(Present(task, ids),
+                ElementsAre(PIMPR_IMPORTANCE, PIMPR_SENSITIVITY, PIMPR_COMPLETE, PIMPR_REMINDER_SET));
+    EXPECT_HR(S_OK, task->put_Subject(Bstr(u"x")));
+    EXPECT_HR(S_OK, task->put_StartDate(At(2026, 4, 1)));
+    EXPECT_HR(S_OK, task->put_DueDate(At(2026, 4, 1)));
+    EXPECT_HR(S_OK, task->put_Complete(VARIANT_TRUE));
+    EXPECT_HR(S_OK, task->Save());
+    EXPECT_EQ(ids, Present(task, ids));
+}
+
 TEST_F(Task, DatesLoseTheirTimeOfDayAndKeepToTheirRange) {
     const auto task = NewTask();
     EXPECT_HR(S_OK, task->put_StartDate(At(2026, 4, 1, 23, 59)));
