@@ -147,8 +147,7 @@ HRESULT RecordingExceptions::Item(INT index, IException** out) {
 
 HRESULT RecordingPattern::GetOccurrence(DATE date, IAppointment** out) {
     const auto found = days.find(date);
-    return Hand("IRecurrencePattern::GetOccurrence", found != days.end() ? found->second : nullptr, out,
-                Shown(date));
+    return Hand("IRecurrencePattern::GetOccurrence", found != days.end() ? found->second : nullptr, out, Shown(date));
 }
 
 HRESULT RecordingCollection::Item(INT index, IDispatch** out) {

@@ -439,7 +439,7 @@ class RecordingPattern : public Recording<RefusingPattern> {
     LONG instance = 0;
     LONG duration = 0;
     LONG monthOfYear = 0;
-    RecordingExceptions* exceptions = nullptr;          // the test's
+    RecordingExceptions* exceptions = nullptr;   // the test's
     std::map<DATE, RecordingAppointment*> days;  // the test's
 };
 
