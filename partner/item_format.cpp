@@ -19,4 +19,10 @@ ItemFormat::Writing CardFormat::Make(const sync::Item& item, const std::string& 
     return {{}, NewCard(item, uid, revision)};
 }
 
+std::vector<std::unique_ptr<ItemFormat>> AllFormats(const std::string&) {
+    std::vector<std::unique_ptr<ItemFormat>> formats;
+    formats.push_back(std::make_unique<CardFormat>());
+    return formats;
+}
+
 }  // namespace kez::partner

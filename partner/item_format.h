@@ -1,6 +1,7 @@
 // How items stand in files of one extension. A folder store knows files, a format knows what is in them.
 #pragma once
 
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -43,5 +44,8 @@ class CardFormat : public ItemFormat {
     Writing Edit(std::string_view bytes, const sync::Item& wanted) const override;
     Writing Make(const sync::Item& item, const std::string& uid, const std::string& revision) const override;
 };
+
+// Every format there is. `zone` is the tz name in which the device shows times.
+std::vector<std::unique_ptr<ItemFormat>> AllFormats(const std::string& zone);
 
 }  // namespace kez::partner
