@@ -1,0 +1,67 @@
+// The commands of kezsync: each takes what the command line says and returns an exit code. What goes wrong as a
+// whole is thrown and becomes one line and a code in main.
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "cli/exit_codes.h"
+#include "cli/output.h"
+#include "sync/agreement.h"
+
+namespace kez::cli {
+
+struct Common {
+    std::filesystem::path device;
+    unsigned partner = 1;
+    OutputOptions output;
+};
+
+// Something on the command line that no option check could find; exit code 2.
+class UsageError : public std::runtime_error {
+ public:
+    using std::runtime_error::runtime_error;
+};
+
+// --- The device as its owner sees it ------------------------------------------------------------------------
+ExitCode Init(const Common& common, const std::filesystem::path& device, const std::string& timeZone);
+ExitCode List(const Common& common, const std::vector<sync::ItemType>& types);
+ExitCode Show(const Common& common, unsigned oid);
+ExitCode Set(const Common& common, unsigned oid, const std::vector<std::string>& assignments);
+ExitCode Delete(const Common& common, const std::vector<unsigned>& oids);
+ExitCode Import(const Common& common, const std::vector<std::filesystem::path>& sources);
+ExitCode Export(const Common& common, const std::filesystem::path& folder);
+
+// --- Synchronisation ------------------------------------------------------------------------------------------
+struct SyncOptions {
+    std::filesystem::path folder;
+    std::vector<sync::ItemType> types;
+    sync::ConflictPolicy conflicts = sync::ConflictPolicy::Both;
+    std::string durability = "batch";
+    int logLevel = -1;  // -1 leaves it as it is
+    unsigned packetSize = 8192;
+    unsigned deletedShare = 30;  // percent
+    bool force = false;
+    bool dryRun = false;
+};
+ExitCode Sync(const Common& common, const SyncOptions& options);
+ExitCode Conflicts(const Common& common, const std::filesystem::path& folder);
+ExitCode Resolve(const Common& common, const std::filesystem::path& folder, const std::string& item,
+                 const std::string& choice);
+
+// --- Looking inside --------------------------------------------------------------------------------------------
+struct LogOptions {
+    bool follow = false;
+    bool previous = false;
+    std::string contains;
+};
+ExitCode Log(const Common& common, const LogOptions& options);
+ExitCode Fingerprint(const Common& common, unsigned oid);
+ExitCode PacketDump(const Common& common, const std::filesystem::path& file, sync::ItemType type);
+ExitCode PacketDiff(const Common& common, const std::filesystem::path& a, const std::filesystem::path& b,
+                    sync::ItemType type);
+ExitCode Purge(const Common& common, const std::string& what, bool force);
+ExitCode Completion(const std::string& shell, const std::vector<std::string>& commands);
+
+}  // namespace kez::cli

@@ -1,0 +1,39 @@
+// The device that a command works on: its folder opened, the change writer at work in this process.
+#pragma once
+
+#include <filesystem>
+#include <string>
+
+#include "platform/control/control.h"
+
+namespace kez::cli {
+
+class DeviceSession {
+ public:
+    // Throws control::DeviceError naming the folder.
+    explicit DeviceSession(const std::filesystem::path& folder);
+    ~DeviceSession();
+    DeviceSession(const DeviceSession&) = delete;
+    DeviceSession& operator=(const DeviceSession&) = delete;
+
+    const control::DeviceSettings& Settings() const { return m_settings; }
+    const std::filesystem::path& Folder() const { return m_folder; }
+
+    // How much the provider writes into the device's log: 0 is nothing, 100 everything.
+    void SetLogLevel(int level) const;
+
+ private:
+    std::filesystem::path m_folder;
+    control::DeviceSettings m_settings;
+};
+
+// A fresh device: volumes, databases, change tables and level files.
+void MakeDevice(const std::filesystem::path& folder, const std::string& timeZone);
+
+// The tz name that this machine's clock goes by; "UTC" where it does not say.
+std::string LocalTimeZone();
+
+// The provider library beside this program, or what KEZSYNC_PROVIDER names.
+std::filesystem::path ProviderFile();
+
+}  // namespace kez::cli

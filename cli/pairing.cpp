@@ -1,0 +1,204 @@
+#include "cli/pairing.h"
+
+#include <cstring>
+
+#include "platform/control/control.h"
+
+namespace kez::cli {
+namespace fs = std::filesystem;
+
+namespace {
+
+void Append(std::string& out, std::int64_t number) {
+    for (int shift = 0; shift < 64; shift += 8) out += static_cast<char>(static_cast<std::uint64_t>(number) >> shift);
+}
+
+std::int64_t Take(const std::string& bytes, std::size_t& at) {
+    std::uint64_t number = 0;
+    for (int i = 0; i < 8; ++i)
+        number |= static_cast<std::uint64_t>(static_cast<unsigned char>(bytes[at + i])) << (8 * i);
+    at += 8;
+    return static_cast<std::int64_t>(number);
+}
+
+// Seven numbers, then three texts that end in a zero.
+constexpr std::size_t kNumbers = 7;
+
+std::string Packed(const partner::CachedFile& file) {
+    std::string facts;
+    Append(facts, file.stamp.modified);
+    Append(facts, file.stamp.changed);
+    Append(facts, static_cast<std::int64_t>(file.stamp.size));
+    Append(facts, static_cast<std::int64_t>(file.stamp.inode));
+    Append(facts, file.checked);
+    Append(facts, static_cast<std::int64_t>(file.type));
+    Append(facts, static_cast<std::int64_t>(file.problem));
+    for (const std::string* text : {&file.revision, &file.uid, &file.problemText}) facts += *text + '\0';
+    return facts;
+}
+
+std::optional<partner::CachedFile> Unpacked(const std::string& facts) {
+    if (facts.size() < 8 * kNumbers) return std::nullopt;
+    partner::CachedFile file;
+    std::size_t at = 0;
+    file.stamp.modified = Take(facts, at);
+    file.stamp.changed = Take(facts, at);
+    file.stamp.size = static_cast<std::uint64_t>(Take(facts, at));
+    file.stamp.inode = static_cast<std::uint64_t>(Take(facts, at));
+    file.checked = Take(facts, at);
+    file.type = static_cast<sync::ItemType>(Take(facts, at));
+    file.problem = static_cast<sync::ProblemCode>(Take(facts, at));
+    for (std::string* text : {&file.revision, &file.uid, &file.problemText}) {
+        const std::size_t end = facts.find('\0', at);
+        if (end == std::string::npos) return std::nullopt;
+        text->assign(facts, at, end - at);
+        at = end + 1;
+    }
+    return file;
+}
+
+partner::Durability DurabilityOf(const std::string& name) {
+    if (name == "item") return partner::Durability::Item;
+    return name == "none" ? partner::Durability::None : partner::Durability::Batch;
+}
+
+}  // namespace
+
+std::unordered_map<std::string, partner::CachedFile> StateCache::Load() {
+    std::unordered_map<std::string, partner::CachedFile> files;
+    m_state.ForEachCached([&](std::string name, const std::string& facts) {
+        if (auto file = Unpacked(facts)) files.emplace(std::move(name), std::move(*file));
+    });
+    return files;
+}
+
+void StateCache::Save(const std::vector<std::pair<std::string, std::optional<partner::CachedFile>>>& changes) {
+    std::vector<std::pair<std::string, std::string>> changed;
+    std::vector<std::string> removed;
+    for (const auto& [name, file] : changes) {
+        if (file) {
+            changed.emplace_back(name, Packed(*file));
+        } else {
+            removed.push_back(name);
+        }
+    }
+    m_state.ReplaceCached(changed, removed);
+}
+
+fs::path StateFile(const fs::path& folder, const std::string& deviceId, unsigned partner) {
+    return folder / (".kezsync-" + deviceId + "-" + std::to_string(partner) + ".db");
+}
+
+std::unique_ptr<sync::State> OpenState(const DeviceSession& device, const fs::path& folder, unsigned partner) {
+    const fs::path file = StateFile(folder, device.Settings().id, partner);
+    if (!fs::exists(file)) {
+        throw std::runtime_error(folder.string() + " has not been synchronised with " + device.Folder().string() +
+                                 " as partner " + std::to_string(partner));
+    }
+    partner::RealFileLayer files;
+    partner::MemoryFolderCache cache;
+    const partner::FolderStore store(folder.string(), {}, files, cache);
+    return std::make_unique<sync::State>(file, device.Settings().id, store.Identity(), true);
+}
+
+Pairing::Pairing(const DeviceSession& device, const Common& common, const SyncOptions& options)
+    : m_options(options),
+      m_folder(fs::absolute(options.folder).lexically_normal()),
+      m_codec([] { return control::CurrentBias(); }) {
+    m_deviceLock = std::make_unique<FolderLock>(device.Folder(), "the device");
+    Prepare(device, common, options);
+
+    m_provider = std::make_unique<engine::ProviderLibrary>(ProviderFile());
+    engine::ConnectionOptions connection;
+    connection.partnerBit = common.partner;
+    connection.recommendedSize = options.packetSize;
+    connection.types = options.types;
+    m_connection = std::make_unique<engine::Connection>(*m_provider, connection);
+    m_deviceStore = std::make_unique<engine::DeviceStore>(*m_connection, m_codec, *m_state, device.Folder().string(),
+                                                          device.Settings().id);
+}
+
+// The connection ends before the library goes, and both before the locks.
+Pairing::~Pairing() {
+    m_deviceStore.reset();
+    m_connection.reset();
+    m_provider.reset();
+    m_folderStore.reset();
+    m_cache.reset();
+    m_state.reset();
+}
+
+void Pairing::Prepare(const DeviceSession& device, const Common& common, const SyncOptions& options) {
+    auto partnerships = ReadPartnerships(device.Folder());
+    const auto known = partnerships.find(common.partner);
+    const std::string partnerName = "partner " + std::to_string(common.partner) + " of " + device.Folder().string();
+    const bool wasHere = known != partnerships.end() && known->second.folder == m_folder;
+
+    std::error_code error;
+    const bool exists = fs::exists(m_folder, error);
+    if (!exists && wasHere && !options.force) {
+        throw PairingRefused(m_folder.string() + ", the folder of " + partnerName +
+                             ", is not there (not mounted?). Nothing was changed. To start over with an empty folder, "
+                             "use --force");
+    }
+    if (!exists && !fs::create_directories(m_folder, error)) {
+        throw std::runtime_error(m_folder.string() + " cannot be made: " + error.message());
+    }
+    m_folderLock = std::make_unique<FolderLock>(m_folder, "the folder");
+    m_formats = partner::AllFormats(device.Settings().timeZone);
+    std::vector<const partner::ItemFormat*> formats;
+    for (const auto& format : m_formats) formats.push_back(format.get());
+
+    // The folder's identity has to be known before its state can be opened, and the state before the files are listed.
+    std::string identity;
+    {
+        partner::MemoryFolderCache none;
+        partner::FolderStore folder(m_folder.string(), formats, m_files, none);
+        if (folder.Identity().empty()) {
+            if (wasHere && exists && !options.force) {
+                throw PairingRefused(
+                    m_folder.string() + ", the folder of " + partnerName + ", has lost its marker " +
+                    partner::FolderStore::kMarkerName +
+                    ": it was emptied, or something else is mounted there. Nothing was changed. To start "
+                    "over with what is in it now, use --force");
+            }
+            folder.Mark();
+        }
+        identity = folder.Identity();
+    }
+    const bool otherFolder = known != partnerships.end() && known->second.folderIdentity != identity;
+    if (otherFolder && !options.force) {
+        throw PairingRefused(partnerName + " belongs to the folder " + known->second.folder.string() +
+                             ". Two folders cannot share a partnership, each would miss changes. Use --partner " +
+                             (common.partner == 1 ? "2" : "1") + ", or --force to give this one to " +
+                             m_folder.string());
+    }
+
+    const bool durable = options.durability != "none";
+    m_state = std::make_unique<sync::State>(StateFile(m_folder, device.Settings().id, common.partner),
+                                            device.Settings().id, identity, durable);
+    if (otherFolder) {
+        // Changes since this folder's last turn were told to the other one: everything is to be compared.
+        for (const sync::ItemType type : sync::kAllItemTypes) m_state->BeginListing(type);
+    }
+    m_cache = std::make_unique<StateCache>(*m_state);
+    m_folderStore = std::make_unique<partner::FolderStore>(m_folder.string(), formats, m_files, *m_cache,
+                                                           DurabilityOf(options.durability));
+    if (known == partnerships.end() || otherFolder || !wasHere) {
+        partnerships[common.partner] = {identity, m_folder};
+        WritePartnerships(device.Folder(), partnerships);
+    }
+}
+
+sync::Options Pairing::AgreementOptions() const {
+    sync::Options options;
+    options.types = m_options.types;
+    options.conflicts = m_options.conflicts;
+    options.guardShare = m_options.deletedShare / 100.0;
+    options.force = m_options.force;
+    options.batchSize = m_options.durability == "item" ? 1 : 100;
+    options.asHeldByDevice = [this](const sync::Item& item) { return m_codec.AsHeldByDevice(item); };
+    return options;
+}
+
+}  // namespace kez::cli

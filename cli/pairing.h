@@ -1,0 +1,77 @@
+// Everything that a synchronisation of one device with one folder needs, put together: locks, the folder and its
+// state file, the provider's connection, both stores.
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <stdexcept>
+#include <string>
+
+#include "cli/commands.h"
+#include "cli/device_session.h"
+#include "cli/partnership.h"
+#include "engine/device_store.h"
+#include "partner/folder_cache.h"
+#include "partner/folder_store.h"
+#include "partner/item_format.h"
+#include "partner/packet_codec.h"
+#include "sync/state.h"
+
+namespace kez::cli {
+
+// The folder or the partnership is not what it was: going on would be a guess. The text says what to do.
+class PairingRefused : public std::runtime_error {
+ public:
+    using std::runtime_error::runtime_error;
+};
+
+// Facts about the folder's files, kept in the state file.
+class StateCache : public partner::FolderCache {
+ public:
+    explicit StateCache(sync::State& state) : m_state(state) {}
+    std::unordered_map<std::string, partner::CachedFile> Load() override;
+    void Save(const std::vector<std::pair<std::string, std::optional<partner::CachedFile>>>& changes) override;
+
+ private:
+    sync::State& m_state;
+};
+
+// The state file of a folder for one partnership of one device.
+std::filesystem::path StateFile(const std::filesystem::path& folder, const std::string& deviceId, unsigned partner);
+
+// The state of a folder that has been synchronised with this device; throws where it never was.
+std::unique_ptr<sync::State> OpenState(const DeviceSession& device, const std::filesystem::path& folder,
+                                       unsigned partner);
+
+// A device and a folder, ready to be brought into agreement. The folder is made where it never was. Throws
+// PairingRefused for a folder that is missing or has lost its marker, and for a partnership that belongs to another
+// folder; with `force` it starts over instead.
+class Pairing {
+ public:
+    Pairing(const DeviceSession& device, const Common& common, const SyncOptions& options);
+    ~Pairing();
+
+    engine::DeviceStore& Device() { return *m_deviceStore; }
+    partner::FolderStore& Folder() { return *m_folderStore; }
+    sync::State& State() { return *m_state; }
+    sync::Options AgreementOptions() const;
+
+ private:
+    void Prepare(const DeviceSession& device, const Common& common, const SyncOptions& options);
+
+    SyncOptions m_options;
+    std::filesystem::path m_folder;
+    std::unique_ptr<FolderLock> m_deviceLock;
+    std::unique_ptr<FolderLock> m_folderLock;
+    partner::RealFileLayer m_files;
+    std::vector<std::unique_ptr<partner::ItemFormat>> m_formats;
+    partner::RecordCodec m_codec;
+    std::unique_ptr<sync::State> m_state;
+    std::unique_ptr<StateCache> m_cache;
+    std::unique_ptr<partner::FolderStore> m_folderStore;
+    std::unique_ptr<engine::ProviderLibrary> m_provider;
+    std::unique_ptr<engine::Connection> m_connection;
+    std::unique_ptr<engine::DeviceStore> m_deviceStore;
+};
+
+}  // namespace kez::cli
