@@ -1,0 +1,144 @@
+#!/usr/bin/env python3
+"""Kills a synchronisation at its nth call that changes the disk, runs it again, and demands the end it would have had.
+
+usage: crash_test.py KEZSYNC KILL_AT_LIBRARY [--points N | --all] [--items N]
+
+The world has contacts (and where the device takes them, appointments with exceptions and tasks) that both sides agreed
+on, then edits, additions and deletions on both sides. For each point the world is copied, the synchronisation is
+killed there, and run again; device and folder must then be as after a run that nothing interrupted, and a third run
+must find nothing to do.
+"""
+import argparse
+import collections
+import json
+import os
+import pathlib
+import shutil
+import subprocess
+import sys
+import tempfile
+
+
+def run(kezsync, *arguments, expect=(0,), env=None):
+    done = subprocess.run([kezsync, *map(str, arguments)], capture_output=True, text=True, env={**os.environ, **(env or {})})
+    if expect is not None and done.returncode not in expect:
+        sys.exit(f"kezsync {' '.join(map(str, arguments))} ended with {done.returncode}:\n{done.stdout}{done.stderr}")
+    return done
+
+
+def card(n):
+    return (f"BEGIN:VCARD\r\nVERSION:3.0\r\nUID:crash-{n}\r\nFN:First{n} Last{n}\r\nN:Last{n};First{n};;;\r\n"
+            f"TEL;TYPE=CELL:+49 170 {n:04}\r\nX-KEPT-{n}:in the folder only\r\nEND:VCARD\r\n")
+
+
+def event(n):
+    return (f"BEGIN:VCALENDAR\r\nVERSION:2.0\r\nPRODID:-//crash//\r\nBEGIN:VEVENT\r\nUID:series-{n}\r\nDTSTAMP:20260101T000000Z\r\n"
+            f"SUMMARY:Series {n}\r\nDTSTART:20260302T100000Z\r\nDTEND:20260302T110000Z\r\nRRULE:FREQ=WEEKLY;COUNT=8\r\n"
+            f"END:VEVENT\r\nBEGIN:VEVENT\r\nUID:series-{n}\r\nRECURRENCE-ID:20260316T100000Z\r\nDTSTAMP:20260101T000000Z\r\n"
+            f"SUMMARY:Moved {n}\r\nDTSTART:20260316T130000Z\r\nDTEND:20260316T140000Z\r\nEND:VEVENT\r\nEND:VCALENDAR\r\n")
+
+
+class World:
+    def __init__(self, kezsync, place):
+        self.kezsync, self.device, self.folder = kezsync, place / "device", place / "folder"
+
+    def sync(self, *more, expect=(0,), env=None):
+        return run(self.kezsync, "sync", "--device", self.device, self.folder, "--json", *more, expect=expect, env=env)
+
+    def items(self):
+        return json.loads(run(self.kezsync, "list", "--device", self.device, "--json").stdout)
+
+    def build(self, count, calendar):
+        run(self.kezsync, "init", self.device, "--time-zone", "UTC")
+        self.folder.mkdir()
+        for n in range(count):
+            (self.folder / f"{n}.vcf").write_bytes(card(n).encode())
+        self.sync()
+        by_name = {item["fields"]["LastName"]: item["oid"] for item in self.items()}
+        for n in range(0, count, 10):
+            run(self.kezsync, "set", "--device", self.device, by_name[f"Last{n}"], f"HomeAddressCity=Town {n}")
+            file = self.folder / f"{n + 1}.vcf"
+            file.write_bytes(file.read_bytes().replace(b"+49 170", b"+49 171"))
+            run(self.kezsync, "delete", "--device", self.device, by_name[f"Last{n + 2}"])
+            (self.folder / f"{n + 3}.vcf").unlink()
+            (self.folder / f"new-{n}.vcf").write_bytes(card(1000 + n).encode())
+            # Both sides, different fields.
+            run(self.kezsync, "set", "--device", self.device, by_name[f"Last{n + 4}"], "JobTitle=Both")
+            both = self.folder / f"{n + 4}.vcf"
+            both.write_bytes(both.read_bytes().replace(b"+49 170", b"+49 172"))
+        source = self.device.parent / "import"
+        source.mkdir()
+        (source / "people.vcf").write_text("".join(card(2000 + n) for n in range(3)))
+        if calendar:
+            (source / "series.ics").write_bytes(event(1).encode())
+        run(self.kezsync, "import", "--device", self.device, source, expect=(0, 3))
+
+    def state(self):
+        """What both sides say, without what differs from run to run (new identifiers, times of writing)."""
+        device = collections.Counter(json.dumps(item["fields"], sort_keys=True) for item in self.items())
+        files = collections.Counter()
+        for file in sorted(self.folder.glob("*.[vi]c[fs]")):
+            lines = [line for line in file.read_bytes().decode().splitlines()
+                     if not line.startswith(("REV", "UID:", "DTSTAMP", "LAST-MODIFIED", "CREATED"))]
+            files["\n".join(lines)] += 1
+        return device, files
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("kezsync")
+    parser.add_argument("library")
+    parser.add_argument("--points", type=int, default=60)
+    parser.add_argument("--all", action="store_true")
+    parser.add_argument("--items", type=int, default=20)
+    parser.add_argument("--no-calendar", action="store_true")
+    options = parser.parse_args()
+
+    with tempfile.TemporaryDirectory(prefix="kezsync-crash-") as folder:
+        place = pathlib.Path(folder)
+        (place / "origin").mkdir()
+        World(options.kezsync, place / "origin").build(options.items, not options.no_calendar)
+
+        def fresh(name):
+            shutil.rmtree(place / name, ignore_errors=True)
+            shutil.copytree(place / "origin", place / name, symlinks=True)
+            return World(options.kezsync, place / name)
+
+        whole = fresh("whole")
+        count_file = place / "count"
+        whole.sync(env={"LD_PRELOAD": options.library, "KEZ_KILL_COUNT": str(count_file)})
+        calls = int(count_file.read_text())
+        expected = whole.state()
+        if not expected[0] or calls < 20:
+            sys.exit(f"the world is too small to test anything: {calls} calls")
+
+        step = 1 if options.all else max(1, calls // options.points)
+        failures = killed = 0
+        for n in range(1, calls + 1, step):
+            for moment in ("", "+"):
+                world = fresh("cut")
+                first = world.sync(expect=None, env={"LD_PRELOAD": options.library, "KEZ_KILL_AT": f"{n}{moment}"})
+                killed += first.returncode == -9
+                again = world.sync(expect=None)
+                found = world.state()
+                third = json.loads(world.sync(expect=None).stdout or "{}")
+                wrong = []
+                if again.returncode != 0:
+                    wrong.append(f"the run after the kill ended with {again.returncode}: {again.stdout[-600:]}{again.stderr}")
+                if found != expected:
+                    for side, is_, should in zip(("device", "folder"), found, expected):
+                        wrong += [f"{side} lacks: {text}" for text in (should - is_)]
+                        wrong += [f"{side} has besides: {text}" for text in (is_ - should)]
+                if third.get("items") != []:
+                    wrong.append(f"a third run still had something to do: {third.get('items')}")
+                if wrong:
+                    failures += 1
+                    print(f"killed {'after' if moment else 'before'} call {n} of {calls}:", *wrong, sep="\n  ")
+        points = 2 * len(range(1, calls + 1, step))
+        print(f"{calls} calls, {points} points tried, {killed} killed, {failures} failed")
+        if killed < points * 0.8:
+            sys.exit("the kill did not happen at most of the points")
+        sys.exit(1 if failures else 0)
+
+
+main()
