@@ -37,7 +37,7 @@ HRESULT RecordingStream::Read(void* buffer, ULONG bytes, ULONG* read) {
     const HRESULT hr = Call("IStream::Read", Shown(static_cast<LONG>(bytes)));
     if (FAILED(hr)) return hr;
     *read = static_cast<ULONG>(std::min<std::size_t>(bytes, content.size() - position));
-    std::memcpy(buffer, content.data() + position, *read);
+    if (*read > 0) std::memcpy(buffer, content.data() + position, *read);
     position += *read;
     return hr;
 }
