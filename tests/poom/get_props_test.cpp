@@ -1,4 +1,6 @@
 // Reading an item into properties: the catalogue, the identifiers, the picture.
+#include <algorithm>
+
 #include "platform/control/control.h"
 #include "poom/catalogue.h"
 #include "tests/poom/bridge_fixture.h"
@@ -99,7 +101,8 @@ class Properties : public Bridge {
         EXPECT_EQ(Picture().wFlags, 0);
         ASSERT_EQ(Picture().val.blob.dwCount, bytes);
         EXPECT_EQ(LocalSize(Picture().val.blob.lpb), room);
-        EXPECT_EQ(std::memcmp(Picture().val.blob.lpb, stream->content.data(), bytes), 0);
+        const BYTE* read = Picture().val.blob.lpb;
+        EXPECT_TRUE(std::equal(read, read + bytes, stream->content.begin()));
     }
     Texts PictureTraces() {
         Texts traces = TakeTraceTexts();
