@@ -228,10 +228,10 @@ std::string CutToDevice(std::string_view text, std::size_t limit) {
 
 std::string DefaultFileAs(const sync::Fields& contact) {
     std::string first = Get(contact, "FirstName"), last = Get(contact, "LastName");
-    if (!first.empty() && !last.empty()) return last + ", " + first;
-    if (!last.empty() || !first.empty()) return last + first;
-    std::string company = Get(contact, "CompanyName");
-    return !company.empty() ? company : Get(contact, "Email1Address");
+    std::string text = last + (first.empty() || last.empty() ? "" : ", ") + first;
+    if (text.empty()) text = Get(contact, "CompanyName");
+    if (text.empty()) text = Get(contact, "Email1Address");
+    return CutToDevice(text, kContactText);
 }
 
 std::string CategoriesText(std::string_view text) {

@@ -77,6 +77,8 @@ TEST(RecordFields, FileAsIsMadeUpAsTheDeviceDoes) {
     EXPECT_EQ(DefaultFileAs({{"CompanyName", "C"}, {"Email1Address", "a@b"}}), "C");
     EXPECT_EQ(DefaultFileAs({{"Email1Address", "a@b"}}), "a@b");
     EXPECT_EQ(DefaultFileAs({}), "");
+    std::string longName(1000, 'x');
+    EXPECT_EQ(DefaultFileAs({{"FirstName", longName}, {"LastName", longName}}).size(), 1022U);
 }
 
 TEST(RecordFields, CategoriesHaveOneForm) {
