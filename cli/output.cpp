@@ -120,7 +120,8 @@ std::string Line(const sync::Entry& entry) {
     line += "  " + entry.title;
     if (entry.problem) {
         line += ": " + entry.problem.text;
-        if (!entry.problem.where.empty()) line += " (" + entry.problem.where + ")";
+        if (!entry.problem.where.empty() && entry.problem.where != entry.title)
+            line += " (" + entry.problem.where + ")";
     } else if (entry.isNew) {
         line += "  (new)";
     } else if (!entry.fields.empty()) {

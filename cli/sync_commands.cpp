@@ -76,6 +76,7 @@ bool Names(const sync::WaitingConflict& conflict, const std::string& item) {
 }  // namespace
 
 ExitCode Sync(const Common& common, const SyncOptions& options) {
+    const auto start = std::chrono::steady_clock::now();
     const DeviceSession session(common.device);
     if (options.logLevel >= 0) session.SetLogLevel(options.logLevel);
     Pairing pairing(session, common, options);
@@ -83,7 +84,8 @@ ExitCode Sync(const Common& common, const SyncOptions& options) {
     ProgressBar bar(!common.output.quiet && !common.output.json);
     agreement.progress = [&bar](const sync::Progress& progress) { bar.Show(progress); };
     agreement.ask = AskUser;
-    const sync::Report report = sync::Agreement(pairing.Device(), pairing.Folder(), pairing.State(), agreement).Run();
+    sync::Report report = sync::Agreement(pairing.Device(), pairing.Folder(), pairing.State(), agreement).Run();
+    report.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     PrintReport(report, common.output);
     return CodeOf(report);
 }

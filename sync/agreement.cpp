@@ -261,6 +261,7 @@ class Agreement::Pass {
     void DeleteInFolder(const Step& step);
     void DeleteOnDevice(const Step& step);
     void DeletedOnOneSide(const Step& step);
+    bool IsReallyGone(Store& side, const Step& step, const std::string& id);
 
     // Writes both sides' shares of a merge and remembers what they then hold.
     void WriteMerged(const Step& step, const ReadResult& device, const ReadResult& folder, const Changes& forDevice,
@@ -709,7 +710,18 @@ void Agreement::Pass::DeletedOnOneSide(const Step& step) {
 
 // --- Deletions --------------------------------------------------------------------------------------------
 
+// A listing may miss an item that is there (one that was made while it was listed pushes another out): nothing is
+// deleted before a second look.
+bool Agreement::Pass::IsReallyGone(Store& side, const Step& step, const std::string& id) {
+    if (side.Read(step.type, id).problem.code == ProblemCode::Gone) return true;
+    Fail(step, {},
+         {ProblemCode::ChangedMeanwhile, "was not listed, but is still there; the next synchronisation looks again",
+          side.Name()});
+    return false;
+}
+
 void Agreement::Pass::DeleteInFolder(const Step& step) {
+    if (!IsReallyGone(m_device, step, step.deviceId)) return;
     Problem problem = m_folder.Delete(step.type, step.folderId, step.folderRevision);
     if (problem) return Fail(step, {}, std::move(problem));
     m_report.Add(EntryFor(step, step.pair.title, Outcome::DeletedInFolder));
@@ -718,6 +730,7 @@ void Agreement::Pass::DeleteInFolder(const Step& step) {
 }
 
 void Agreement::Pass::DeleteOnDevice(const Step& step) {
+    if (!IsReallyGone(m_folder, step, step.folderId)) return;
     Problem problem = m_device.Delete(step.type, step.deviceId, {});
     if (problem) return Fail(step, {}, std::move(problem));
     m_report.Add(EntryFor(step, step.pair.title, Outcome::DeletedOnDevice));

@@ -29,7 +29,7 @@ class MemoryStore : public sync::Store {
         sync::Listing listing;
         listing.trusted = trusted;
         for (auto& [id, entry] : m_items) {
-            if (entry.item.type != type) continue;
+            if (entry.item.type != type || unlisted.count(id)) continue;
             sync::Listed listed;
             listed.id = id;
             listed.hint = entry.hint;
@@ -130,6 +130,7 @@ class MemoryStore : public sync::Store {
     std::size_t Size() const { return m_items.size(); }
 
     bool trusted = true;
+    std::set<std::string> unlisted;  // there, but missed by listings
     std::set<std::string> unreadable;
     std::function<bool(const sync::Item&)> refuse;
     std::function<void(sync::Item&)> normalise;

@@ -405,6 +405,22 @@ TEST_F(AgreementTest, ATwiceDeletedItemIsForgotten) {
     EXPECT_EQ(State(m_folderPath / "state.db", "device", "folder", false).Pairs(ItemType::Contact).size(), 1u);
 }
 
+TEST_F(AgreementTest, AnItemThatAListingMissedIsNotDeleted) {
+    const auto d = device.Add(Person("Ada"));
+    device.Add(Person("Bob"));
+    Sync();
+    device.unlisted.insert(d);
+    const Report report = Sync();
+    EXPECT_EQ(report.counts.unresolved, 1u);
+    EXPECT_EQ(folder.Size(), 2u);
+    device.unlisted.clear();
+    folder.unlisted.insert(folder.Ids()[0]);
+    EXPECT_EQ(Sync().counts.unresolved, 1u);
+    EXPECT_EQ(device.Size(), 2u);
+    folder.unlisted.clear();
+    ExpectAgreement();
+}
+
 // Every point at which a pass can end: after it another pass must end as if nothing had happened.
 TEST_F(AgreementTest, AfterACrashAtAnyCallTheNextPassEndsAsIfThereHadBeenNone) {
     options.batchSize = 3;
