@@ -25,8 +25,8 @@ Item Person(const std::string& first, Fields more = {}) {
 class AgreementTest : public testing::Test {
  protected:
     AgreementTest() {
-        char name[] = "/tmp/kez-agreement-XXXXXX";
-        m_folderPath = mkdtemp(name);
+        std::string name = (std::filesystem::temp_directory_path() / "kez-agreement-XXXXXX").string();
+        m_folderPath = mkdtemp(name.data());
         options.types = {ItemType::Contact};
     }
     ~AgreementTest() override { std::filesystem::remove_all(m_folderPath); }

@@ -16,8 +16,8 @@ using tests::MemoryStore;
 
 struct World {
     World() {
-        char name[] = "/tmp/kez-random-XXXXXX";
-        path = mkdtemp(name);
+        std::string name = (std::filesystem::temp_directory_path() / "kez-random-XXXXXX").string();
+        path = mkdtemp(name.data());
         options.types = {ItemType::Contact};
         options.force = true;
         options.batchSize = 4;

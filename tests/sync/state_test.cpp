@@ -15,8 +15,8 @@ using testing::IsEmpty;
 class StateTest : public testing::Test {
  protected:
     StateTest() {
-        char name[] = "/tmp/kez-state-XXXXXX";
-        m_folder = mkdtemp(name);
+        std::string name = (std::filesystem::temp_directory_path() / "kez-state-XXXXXX").string();
+        m_folder = mkdtemp(name.data());
     }
     ~StateTest() override { std::filesystem::remove_all(m_folder); }
     State Open() { return State(m_folder / "state.db", "device-1", "folder-1", false); }
