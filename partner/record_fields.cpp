@@ -16,8 +16,8 @@ constexpr std::size_t kContactText = 1022;
 constexpr std::size_t kCategoriesText = 1023;
 // A text travels with its length in 16 bits, counted in bytes with the terminator.
 constexpr std::size_t kLongText = 32766;
-// A handheld's process has 32 MB in all and holds a picture three times while it receives one.
-constexpr std::size_t kPicture = 1024 * 1024;
+// What a device's stream property holds.
+constexpr std::size_t kPicture = 32 * 1024 * 1024;
 
 constexpr RecordField kContactFields[] = {
     {0x3A05001F, "Suffix", T, kContactText, ""},

@@ -1,4 +1,4 @@
-// Listing at the size of a large address book.
+// Listing at the size of a large address book, reading at the size of the largest card.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -8,7 +8,9 @@
 #include <fstream>
 #include <iostream>
 
+#include "partner/content_lines.h"
 #include "partner/folder_store.h"
+#include "partner/vcard.h"
 
 namespace kez::partner {
 namespace {
@@ -31,6 +33,14 @@ TEST(FolderScale, TenThousandUnchangedFilesAreListedWithoutReadingThem) {
     std::cout << "listed in " << time << " ms\n";
     EXPECT_LT(time, 2000);  // far above what it takes: machines are busy, builds are not optimised
     std::filesystem::remove_all(path);
+}
+
+TEST(FolderScale, APictureLargerThanADeviceHoldsStaysBehindAndIsNamed) {
+    const std::string picture = Base64(std::string(33 << 20, 'x'));
+    const auto card =
+        ReadCard("BEGIN:VCARD\r\nVERSION:3.0\r\nN:B\r\nPHOTO;ENCODING=b:" + picture + "\r\nEND:VCARD\r\n", "a.vcf");
+    EXPECT_EQ(card.item.fields.count("Picture"), 0U);
+    EXPECT_THAT(card.losses, testing::ElementsAre(testing::HasSubstr("the picture has 34603008 bytes")));
 }
 
 }  // namespace

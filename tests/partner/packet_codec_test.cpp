@@ -405,7 +405,7 @@ TEST(PacketCodec, WhatADeviceCannotHoldIsNamed) {
         {{ItemType::Contact, {{"FirstName", std::string(1023, 'x')}}},
          "FirstName has 1023 characters, a device holds 1022"},
         {{ItemType::Contact, {{"Body", std::string(32767, 'x')}}}, "Body has 32767 characters"},
-        {{ItemType::Contact, {{"Picture", std::string(3 << 20, 'x')}}}, "Picture has 3145728 bytes"},
+        {{ItemType::Contact, {{"Picture", std::string(33 << 20, 'x')}}}, "Picture has 34603008 bytes"},
         {{ItemType::Contact, {{"Birthday", "1899-12-31"}}}, "a device holds the years 1900 to 2999"},
         {{ItemType::Contact, {{"Birthday", "soon"}}}, "Birthday is \"soon\" and no date"},
         {{ItemType::Contact, {{"Shoe", "43"}}}, "a device has no field Shoe"},
