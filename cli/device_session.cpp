@@ -9,7 +9,8 @@
 namespace kez::cli {
 namespace fs = std::filesystem;
 
-DeviceSession::DeviceSession(const fs::path& folder) : m_folder(folder) {
+DeviceSession::DeviceSession(const fs::path& folder, const fs::path& shownAs)
+    : m_folder(folder), m_shownAs(shownAs.empty() ? folder : shownAs) {
     control::SetSleepPolicy(control::SleepPolicy::Idle);
     m_settings = control::OpenDevice(folder);
     changewriter::Attach({});

@@ -10,20 +10,23 @@ namespace kez::cli {
 
 class DeviceSession {
  public:
-    // Throws control::DeviceError naming the folder.
-    explicit DeviceSession(const std::filesystem::path& folder);
+    // Throws control::DeviceError naming the folder. `shownAs` is what messages call the device: its folder, or what
+    // that is a copy of.
+    explicit DeviceSession(const std::filesystem::path& folder, const std::filesystem::path& shownAs = {});
     ~DeviceSession();
     DeviceSession(const DeviceSession&) = delete;
     DeviceSession& operator=(const DeviceSession&) = delete;
 
     const control::DeviceSettings& Settings() const { return m_settings; }
     const std::filesystem::path& Folder() const { return m_folder; }
+    const std::filesystem::path& ShownAs() const { return m_shownAs; }
 
     // How much the provider writes into the device's log: 0 is nothing, 100 everything.
     void SetLogLevel(int level) const;
 
  private:
     std::filesystem::path m_folder;
+    std::filesystem::path m_shownAs;
     control::DeviceSettings m_settings;
 };
 

@@ -114,8 +114,32 @@ void PrintItem(const OwnedItem& item) {
     }
 }
 
-std::string Line(const sync::Entry& entry) {
-    std::string line(ToString(entry.outcome));
+namespace {
+
+// What a synchronisation would do with an item.
+std::string Intention(const sync::Entry& entry) {
+    switch (entry.outcome) {
+        case sync::Outcome::Sent:
+            return entry.isNew ? "create on device" : "update on device";
+        case sync::Outcome::Received:
+            return entry.isNew ? "create in folder" : "update in folder";
+        case sync::Outcome::Merged:
+            return entry.isNew ? "keep both" : "merge";
+        case sync::Outcome::DeletedOnDevice:
+            return "delete on device";
+        case sync::Outcome::DeletedInFolder:
+            return "delete in folder";
+        case sync::Outcome::Matched:
+            return "match";
+        case sync::Outcome::Unresolved:
+            return "leave unresolved";
+        case sync::Outcome::Failed:
+            return "would fail";
+    }
+    return {};
+}
+
+std::string Line(std::string line, const sync::Entry& entry) {
     line.resize(std::max<std::size_t>(line.size(), 18), ' ');
     line += "  " + entry.title;
     if (entry.problem) {
@@ -128,6 +152,35 @@ std::string Line(const sync::Entry& entry) {
         line += "  (" + Enumerated(entry.fields) + ")";
     }
     return line;
+}
+
+}  // namespace
+
+std::string Line(const sync::Entry& entry) { return Line(std::string(ToString(entry.outcome)), entry); }
+
+void PrintPlan(const sync::Report& report, const OutputOptions& options) {
+    if (options.json) {
+        Json json = ReportAsJson(report);
+        json["dryRun"] = true;
+        std::printf("%s\n", JsonText(json).c_str());
+        return;
+    }
+    const bool color = UseColor(options);
+    for (const sync::Entry& entry : report.entries) {
+        std::printf("%s%s%s\n", color ? ColorOf(entry.outcome) : "", Line(Intention(entry), entry).c_str(),
+                    color ? "\x1b[0m" : "");
+        for (const std::string& note : entry.notes) std::printf("%20s%s\n", "", note.c_str());
+    }
+    for (const sync::Problem& finding : report.findings) {
+        std::printf("finding             %s: %s\n", finding.where.c_str(), finding.text.c_str());
+    }
+    const sync::Counts& counts = report.counts;
+    if (options.quiet && report.Complete()) return;
+    std::printf("would send %zu, receive %zu, merge %zu, match %zu, delete on device %zu, delete in folder %zu; ",
+                counts.sent, counts.received, counts.merged, counts.matched, counts.deletedOnDevice,
+                counts.deletedInFolder);
+    std::printf("unchanged %zu, unresolved %zu, would fail %zu. Nothing was changed.\n", counts.unchanged,
+                counts.unresolved, counts.failed);
 }
 
 void PrintReport(const sync::Report& report, const OutputOptions& options) {

@@ -31,6 +31,7 @@ Json ConflictAsJson(const sync::WaitingConflict& conflict);
 
 void PrintItem(const OwnedItem& item);  // a heading and "name: value" lines
 void PrintReport(const sync::Report& report, const OutputOptions& options);
+void PrintPlan(const sync::Report& report, const OutputOptions& options);  // of a rehearsal: what would be done
 
 // One line on standard error: "kezsync: " and the text.
 void PrintError(const std::string& text);

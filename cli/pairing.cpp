@@ -101,11 +101,13 @@ std::unique_ptr<sync::State> OpenState(const DeviceSession& device, const fs::pa
     return std::make_unique<sync::State>(file, device.Settings().id, store.Identity(), true);
 }
 
-Pairing::Pairing(const DeviceSession& device, const Common& common, const SyncOptions& options)
+Pairing::Pairing(const DeviceSession& device, const Common& common, const SyncOptions& options, Rehearsal* rehearsal)
     : m_options(options),
       m_folder(fs::absolute(options.folder).lexically_normal()),
+      m_rehearsal(rehearsal),
+      m_files(rehearsal ? rehearsal->Files() : m_realFiles),
       m_codec([] { return control::CurrentBias(); }) {
-    m_deviceLock = std::make_unique<FolderLock>(device.Folder(), "the device");
+    if (!rehearsal) m_deviceLock = std::make_unique<FolderLock>(device.Folder(), "the device");
     Prepare(device, common, options);
 
     m_provider = std::make_unique<engine::ProviderLibrary>(ProviderFile());
@@ -114,7 +116,7 @@ Pairing::Pairing(const DeviceSession& device, const Common& common, const SyncOp
     connection.recommendedSize = options.packetSize;
     connection.types = options.types;
     m_connection = std::make_unique<engine::Connection>(*m_provider, connection);
-    m_deviceStore = std::make_unique<engine::DeviceStore>(*m_connection, m_codec, *m_state, device.Folder().string(),
+    m_deviceStore = std::make_unique<engine::DeviceStore>(*m_connection, m_codec, *m_state, device.ShownAs().string(),
                                                           device.Settings().id);
 }
 
@@ -128,23 +130,27 @@ Pairing::~Pairing() {
     m_state.reset();
 }
 
-void Pairing::Prepare(const DeviceSession& device, const Common& common, const SyncOptions& options) {
-    auto partnerships = ReadPartnerships(device.Folder());
-    const auto known = partnerships.find(common.partner);
-    const std::string partnerName = "partner " + std::to_string(common.partner) + " of " + device.Folder().string();
-    const bool wasHere = known != partnerships.end() && known->second.folder == m_folder;
-
+void Pairing::MakeFolder(const std::string& partnerName, bool wasHere) {
     std::error_code error;
     const bool exists = fs::exists(m_folder, error);
-    if (!exists && wasHere && !options.force) {
+    if (!exists && wasHere && !m_options.force) {
         throw PairingRefused(m_folder.string() + ", the folder of " + partnerName +
                              ", is not there (not mounted?). Nothing was changed. To start over with an empty folder, "
                              "use --force");
     }
+    if (m_rehearsal) return;
     if (!exists && !fs::create_directories(m_folder, error)) {
         throw std::runtime_error(m_folder.string() + " cannot be made: " + error.message());
     }
     m_folderLock = std::make_unique<FolderLock>(m_folder, "the folder");
+}
+
+void Pairing::Prepare(const DeviceSession& device, const Common& common, const SyncOptions& options) {
+    auto partnerships = ReadPartnerships(device.Folder());
+    const auto known = partnerships.find(common.partner);
+    const std::string partnerName = "partner " + std::to_string(common.partner) + " of " + device.ShownAs().string();
+    const bool wasHere = known != partnerships.end() && known->second.folder == m_folder;
+    MakeFolder(partnerName, wasHere);
     m_formats = partner::AllFormats(device.Settings().timeZone);
     std::vector<const partner::ItemFormat*> formats;
     for (const auto& format : m_formats) formats.push_back(format.get());
@@ -155,7 +161,7 @@ void Pairing::Prepare(const DeviceSession& device, const Common& common, const S
         partner::MemoryFolderCache none;
         partner::FolderStore folder(m_folder.string(), formats, m_files, none);
         if (folder.Identity().empty()) {
-            if (wasHere && exists && !options.force) {
+            if (wasHere && !options.force) {
                 throw PairingRefused(
                     m_folder.string() + ", the folder of " + partnerName + ", has lost its marker " +
                     partner::FolderStore::kMarkerName +
@@ -175,8 +181,9 @@ void Pairing::Prepare(const DeviceSession& device, const Common& common, const S
     }
 
     const bool durable = options.durability != "none";
-    m_state = std::make_unique<sync::State>(StateFile(m_folder, device.Settings().id, common.partner),
-                                            device.Settings().id, identity, durable);
+    const fs::path stateFile =
+        m_rehearsal ? m_rehearsal->StateFile() : StateFile(m_folder, device.Settings().id, common.partner);
+    m_state = std::make_unique<sync::State>(stateFile, device.Settings().id, identity, durable);
     if (otherFolder) {
         // Changes since this folder's last turn were told to the other one: everything is to be compared.
         for (const sync::ItemType type : sync::kAllItemTypes) m_state->BeginListing(type);

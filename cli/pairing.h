@@ -10,6 +10,7 @@
 #include "cli/commands.h"
 #include "cli/device_session.h"
 #include "cli/partnership.h"
+#include "cli/rehearsal.h"
 #include "engine/device_store.h"
 #include "partner/folder_cache.h"
 #include "partner/folder_store.h"
@@ -48,7 +49,9 @@ std::unique_ptr<sync::State> OpenState(const DeviceSession& device, const std::f
 // folder; with `force` it starts over instead.
 class Pairing {
  public:
-    Pairing(const DeviceSession& device, const Common& common, const SyncOptions& options);
+    // With a rehearsal, whose device `device` is then, nothing outside its copies is written.
+    Pairing(const DeviceSession& device, const Common& common, const SyncOptions& options,
+            Rehearsal* rehearsal = nullptr);
     ~Pairing();
 
     engine::DeviceStore& Device() { return *m_deviceStore; }
@@ -57,13 +60,16 @@ class Pairing {
     sync::Options AgreementOptions() const;
 
  private:
+    void MakeFolder(const std::string& partnerName, bool wasHere);
     void Prepare(const DeviceSession& device, const Common& common, const SyncOptions& options);
 
     SyncOptions m_options;
     std::filesystem::path m_folder;
     std::unique_ptr<FolderLock> m_deviceLock;
     std::unique_ptr<FolderLock> m_folderLock;
-    partner::RealFileLayer m_files;
+    partner::RealFileLayer m_realFiles;
+    Rehearsal* m_rehearsal;
+    partner::FileLayer& m_files;
     std::vector<std::unique_ptr<partner::ItemFormat>> m_formats;
     partner::RecordCodec m_codec;
     std::unique_ptr<sync::State> m_state;

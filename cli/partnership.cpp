@@ -42,9 +42,10 @@ void WritePartnerships(const fs::path& device, const std::map<unsigned, Partners
     fs::rename(next, file);
 }
 
-FolderLock::FolderLock(const fs::path& folder, const std::string& what) {
+FolderLock::FolderLock(const fs::path& folder, const std::string& what, bool mayWrite) {
     const fs::path file = folder / kLockFile;
-    m_file = open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
+    m_file = open(file.c_str(), (mayWrite ? O_RDWR | O_CREAT : O_RDONLY) | O_CLOEXEC, 0666);
+    if (m_file < 0 && !mayWrite) return;  // nobody has ever locked it
     if (m_file < 0) throw std::runtime_error(what + " " + folder.string() + " cannot be written to");
     if (flock(m_file, LOCK_EX | LOCK_NB) != 0) {
         char holder[32] = {};
@@ -54,6 +55,7 @@ FolderLock::FolderLock(const fs::path& folder, const std::string& what) {
                                  (size > 0 ? " (process " + std::string(holder) + ")" : std::string()) +
                                  "; try again when it is done");
     }
+    if (!mayWrite) return;
     const std::string self = std::to_string(getpid());
     if (ftruncate(m_file, 0) != 0 || pwrite(m_file, self.data(), self.size(), 0) < 0) {
         close(m_file);
@@ -61,6 +63,8 @@ FolderLock::FolderLock(const fs::path& folder, const std::string& what) {
     }
 }
 
-FolderLock::~FolderLock() { close(m_file); }
+FolderLock::~FolderLock() {
+    if (m_file >= 0) close(m_file);
+}
 
 }  // namespace kez::cli

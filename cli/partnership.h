@@ -21,7 +21,8 @@ void WritePartnerships(const std::filesystem::path& device, const std::map<unsig
 // Holds "FOLDER/.kezsync.lock" as long as it lives. Throws std::runtime_error that says who holds it.
 class FolderLock {
  public:
-    FolderLock(const std::filesystem::path& folder, const std::string& what);
+    // `mayWrite` false leaves the folder as it is: no lock file is made, and one that is there says nothing of us.
+    FolderLock(const std::filesystem::path& folder, const std::string& what, bool mayWrite = true);
     ~FolderLock();
     FolderLock(const FolderLock&) = delete;
     FolderLock& operator=(const FolderLock&) = delete;

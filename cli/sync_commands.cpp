@@ -73,9 +73,21 @@ bool Names(const sync::WaitingConflict& conflict, const std::string& item) {
     return item == conflict.title || item == conflict.folderId || item == conflict.deviceId;
 }
 
+// Carried out whole, on copies: what it did to them is what a synchronisation would do.
+ExitCode DryRun(const Common& common, const SyncOptions& options) {
+    Rehearsal rehearsal(common.device, options.folder, common.partner);
+    const DeviceSession session(rehearsal.Device(), common.device);
+    Pairing pairing(session, common, options, &rehearsal);
+    const sync::Report report =
+        sync::Agreement(pairing.Device(), pairing.Folder(), pairing.State(), pairing.AgreementOptions()).Run();
+    PrintPlan(report, common.output);
+    return CodeOf(report);
+}
+
 }  // namespace
 
 ExitCode Sync(const Common& common, const SyncOptions& options) {
+    if (options.dryRun) return DryRun(common, options);
     const auto start = std::chrono::steady_clock::now();
     const DeviceSession session(common.device);
     if (options.logLevel >= 0) session.SetLogLevel(options.logLevel);

@@ -1,5 +1,8 @@
 #include "sync/sqlite.h"
 
+#include <cstdio>
+#include <filesystem>
+
 namespace kez::sync {
 namespace {
 
@@ -7,6 +10,26 @@ constexpr int kBusyMilliseconds = 10000;
 
 [[noreturn]] void Throw(sqlite3* connection, int result, const std::string& doing) {
     throw SqliteError(result, doing + ": " + (connection ? sqlite3_errmsg(connection) : sqlite3_errstr(result)));
+}
+
+// A database that nobody has open, opened so that not even a lock is taken.
+std::string ImmutableUri(const std::string& path) {
+    std::string uri = "file:";
+    for (const char c : path) {
+        if (c == '%' || c == '?' || c == '#') {
+            char escaped[4];
+            std::snprintf(escaped, sizeof escaped, "%%%02X", static_cast<unsigned>(c));
+            uri += escaped;
+        } else {
+            uri += c;
+        }
+    }
+    return uri + "?immutable=1";
+}
+
+bool HasLog(const std::string& path) {
+    std::error_code error;
+    return std::filesystem::exists(path + "-wal", error) || std::filesystem::exists(path + "-journal", error);
 }
 
 }  // namespace
@@ -92,6 +115,30 @@ Transaction::~Transaction() {
 void Transaction::Commit() {
     m_connection.Execute("COMMIT");
     m_open = false;
+}
+
+void CopyDatabase(const std::string& from, const std::string& to) {
+    for (;;) {
+        const bool hadLog = HasLog(from);
+        std::error_code error;
+        const auto before = std::filesystem::last_write_time(from, error);
+        sqlite3* connection = nullptr;
+        const int opened = hadLog ? sqlite3_open_v2(from.c_str(), &connection, SQLITE_OPEN_READWRITE, nullptr)
+                                  : sqlite3_open_v2(ImmutableUri(from).c_str(), &connection,
+                                                    SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, nullptr);
+        const std::unique_ptr<sqlite3, decltype(&sqlite3_close)> source(connection, sqlite3_close);
+        if (opened != SQLITE_OK) Throw(connection, opened, from);
+        sqlite3_busy_timeout(connection, kBusyMilliseconds);
+        sqlite3_db_config(connection, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+        const Sqlite target(to);
+        sqlite3_backup* backup = sqlite3_backup_init(target.Handle(), "main", connection, "main");
+        if (!backup) Throw(target.Handle(), sqlite3_errcode(target.Handle()), to);
+        const int stepped = sqlite3_backup_step(backup, -1);
+        const int result = sqlite3_backup_finish(backup);
+        if (result != SQLITE_OK || stepped != SQLITE_DONE) Throw(nullptr, result ? result : stepped, from);
+        // Somebody who opened the database meanwhile may have written to it: what was read may be of two moments.
+        if (hadLog || (!HasLog(from) && std::filesystem::last_write_time(from, error) == before)) return;
+    }
 }
 
 }  // namespace kez::sync

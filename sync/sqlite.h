@@ -75,4 +75,8 @@ class Transaction {
     bool m_open = true;
 };
 
+// Makes `to` (a database, or nothing) hold what the database `from` holds at this moment, in one step, while others may
+// use either. Nothing of `from` changes: what killed programs left in its log is read and stays where it is.
+void CopyDatabase(const std::string& from, const std::string& to);
+
 }  // namespace kez::sync

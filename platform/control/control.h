@@ -33,6 +33,9 @@ class DeviceError : public std::runtime_error {
 
 bool IsDevice(const std::filesystem::path& folder);
 
+// What `folder` says of itself, without opening it. Throws DeviceError where it is no device folder.
+DeviceSettings ReadDevice(const std::filesystem::path& folder);
+
 // Makes `folder` (which must be missing or empty) a device folder with a new id. Throws DeviceError.
 DeviceSettings CreateDevice(const std::filesystem::path& folder, const std::string& timeZone);
 

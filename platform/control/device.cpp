@@ -94,13 +94,17 @@ DeviceSettings CreateDevice(const std::filesystem::path& folder, const std::stri
     return settings;
 }
 
-DeviceSettings OpenDevice(const std::filesystem::path& folder) {
+DeviceSettings ReadDevice(const std::filesystem::path& folder) {
     if (!IsDevice(folder)) {
         throw DeviceError("\"" + folder.string() + "\" is not a device folder, because it has no file " +
                           kSettingsFile + "; make one first");
     }
+    return ReadSettings(std::filesystem::canonical(folder));
+}
+
+DeviceSettings OpenDevice(const std::filesystem::path& folder) {
+    DeviceSettings settings = ReadDevice(folder);
     const std::filesystem::path canonical = std::filesystem::canonical(folder);
-    DeviceSettings settings = ReadSettings(canonical);
     TimeZone zone = LoadZone(settings.timeZone);
     State& state = TheState();
     {
