@@ -46,6 +46,8 @@ struct SyncOptions {
     bool dryRun = false;
 };
 ExitCode Sync(const Common& common, const SyncOptions& options);
+ExitCode Status(const Common& common, const std::filesystem::path& folder);
+ExitCode Check(const Common& common, const std::filesystem::path& folder);
 ExitCode Conflicts(const Common& common, const std::filesystem::path& folder);
 ExitCode Resolve(const Common& common, const std::filesystem::path& folder, const std::string& item,
                  const std::string& choice);

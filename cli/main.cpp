@@ -129,6 +129,15 @@ void AddCommands(CLI::App& app, Request& request) {
     sync->add_flag("--dry-run", request.sync.dryRun, "say what would be done, and change nothing");
     sync->add_flag("--force", request.sync.force, "go on where safety refuses");
 
+    auto* status = command("status", "What changed on each side since both last agreed; clears and changes nothing",
+                           "kezsync status --device my-device ~/people",
+                           [&request] { return Status(request.common, request.folder); });
+    status->add_option("FOLDER", request.folder, "the folder that is synchronised")->required();
+
+    auto* check = command("check", "What of a folder's files a device could not hold, and why; needs no device",
+                          "kezsync check ~/people", [&request] { return Check(request.common, request.folder); });
+    check->add_option("FOLDER", request.folder, "a folder of .vcf and .ics files")->required();
+
     auto* conflicts = command("conflicts", "List the conflicts that wait for a decision",
                               "kezsync conflicts --device my-device ~/people",
                               [&request] { return Conflicts(request.common, request.folder); });
@@ -156,9 +165,12 @@ void AddCommands(CLI::App& app, Request& request) {
 
     CLI::App* packet = app.add_subcommand("packet", "Look into captured record packets");
     packet->fallthrough()->require_subcommand(1);
+    packet->footer("\nExample:\n  kezsync packet dump contact.bin --type contacts");
     auto packetCommand = [&](const char* name, const char* does, std::function<ExitCode()> run) {
         CLI::App* sub = packet->add_subcommand(name, does);
         sub->fallthrough();
+        sub->footer(std::string("\nExample:\n  kezsync packet ") + name + " contact.bin" +
+                    (std::string_view(name) == "diff" ? " other.bin" : "") + " --type contacts");
         sub->add_option("--type", request.typeName, "whose names the properties get")->check(types);
         sub->callback([&request, run] {
             request.run = run;
@@ -198,7 +210,7 @@ void AddCommands(CLI::App& app, Request& request) {
 
 // Which command needs no device named.
 bool NeedsDevice(const CLI::App& app) {
-    for (const char* name : {"init", "packet", "completion"}) {
+    for (const char* name : {"init", "check", "packet", "completion"}) {
         if (app.got_subcommand(name)) return false;
     }
     return true;

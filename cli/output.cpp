@@ -12,14 +12,6 @@ namespace {
 
 constexpr char kPicture[] = "Picture";
 
-Json ProblemAsJson(const sync::Problem& problem) {
-    static constexpr const char* kCodes[] = {
-        "none", "gone", "changed-meanwhile", "unreadable", "refused", "not-representable", "duplicate", "failed"};
-    Json json{{"code", kCodes[static_cast<int>(problem.code)]}, {"text", problem.text}};
-    if (!problem.where.empty()) json["where"] = problem.where;
-    return json;
-}
-
 std::string Enumerated(const std::vector<std::string>& names) {
     std::string text;
     for (const std::string& name : names) text += (text.empty() ? "" : ", ") + name;
@@ -43,6 +35,14 @@ const char* ColorOf(sync::Outcome outcome) {
 }  // namespace
 
 std::string JsonText(const Json& value) { return value.dump(2, ' ', false, Json::error_handler_t::replace); }
+
+Json ProblemAsJson(const sync::Problem& problem) {
+    static constexpr const char* kCodes[] = {
+        "none", "gone", "changed-meanwhile", "unreadable", "refused", "not-representable", "duplicate", "failed"};
+    Json json{{"code", kCodes[static_cast<int>(problem.code)]}, {"text", problem.text}};
+    if (!problem.where.empty()) json["where"] = problem.where;
+    return json;
+}
 
 Json FieldsAsJson(const sync::Fields& fields) {
     Json json = Json::object();

@@ -26,6 +26,7 @@ std::string JsonText(const Json& value);
 
 Json FieldsAsJson(const sync::Fields& fields);  // a picture as {"bytes": n, "sha256": "..."}
 Json ItemAsJson(const OwnedItem& item);
+Json ProblemAsJson(const sync::Problem& problem);
 Json ReportAsJson(const sync::Report& report);
 Json ConflictAsJson(const sync::WaitingConflict& conflict);
 

@@ -1,9 +1,13 @@
 """Runs kezsync on devices and folders of their own, made for each test and removed after it."""
 
+import base64
+import fcntl
 import hashlib
 import json
 import os
 import pathlib
+import random
+import re
 import shutil
 import sqlite3
 import subprocess

@@ -80,3 +80,490 @@ class DryRun(CommandTest):
         self.assertIn("2 of 2 items", self.error("sync", self.folder, "--dry-run", code=REFUSED))
         self.assertEqual(self.sync("--dry-run", "--force")["summary"]["deletedOnDevice"], 2)
         self.assertEqual(tree(self.place), before)
+
+
+class Status(CommandTest):
+    def test_tells_what_changed_on_each_side_and_clears_nothing(self):
+        self.people("Ada Lovelace", "Alan Turing", "Emmy Noether", "Grace Hopper")
+        self.sync()
+        self.edit("Ada Lovelace", "END:VCARD", "TITLE:Countess\r\nEND:VCARD")
+        self.run_command("set", self.oid("Alan Turing"), "JobTitle=Reader")
+        self.run_command("delete", self.oid("Emmy Noether"))
+        self.file("Grace Hopper").unlink()
+        self.write("folder/new.vcf", card("Sofja Kowalewskaja"))
+        self.write("folder/broken.vcf", "BEGIN:VCARD\r\nN:no end")
+        first = self.json("status", self.folder, code=PARTLY)
+        changes = sorted((item["side"], item["change"], item["title"]) for item in first["items"])
+        self.assertEqual(
+            changes,
+            [
+                ("device", "changed", "Alan Turing"),
+                ("device", "deleted", "Emmy Noether"),
+                ("folder", "changed", "Ada Lovelace"),
+                ("folder", "deleted", "Grace Hopper"),
+                ("folder", "new", "Sofja Kowalewskaja"),
+            ],
+        )
+        self.assertEqual(first["device"], {"new": 0, "changed": 1, "deleted": 1})
+        self.assertEqual(first["folder"], {"new": 1, "changed": 1, "deleted": 1})
+        self.assertEqual([problem["file"] for problem in first["problems"]], ["broken.vcf"])
+        files = tree(self.folder)
+        self.assertEqual(self.json("status", self.folder, code=PARTLY), first)
+        self.assertEqual(tree(self.folder), files)
+        done = self.sync(code=PARTLY)["summary"]
+        self.assertEqual((done["sent"], done["received"], done["deletedOnDevice"], done["deletedInFolder"]), (2, 1, 1, 1))
+
+    def test_of_two_agreed_sides_is_empty(self):
+        self.people("Ada Lovelace")
+        self.sync()
+        self.assertEqual(
+            self.out("status", self.folder),
+            "on the device 0 new, 0 changed, 0 deleted; in the folder 0 new, 0 changed, 0 deleted; "
+            "1 unchanged, 0 conflicts wait\n",
+        )
+
+    def test_before_the_first_synchronisation_everything_is_new(self):
+        self.people("Ada Lovelace")
+        self.write("folder/b.vcf", card("Alan Turing"))
+        status = self.json("status", self.folder)
+        self.assertEqual((status["device"]["new"], status["folder"]["new"]), (1, 1))
+        self.assertEqual(set(tree(self.folder)), {"b.vcf"})
+
+    def test_partnerships_have_changes_of_their_own(self):
+        self.people("Ada Lovelace")
+        self.sync()
+        other = self.place / "other"
+        self.json("sync", other, "--partner", 2)
+        self.run_command("set", self.oid("Ada Lovelace"), "JobTitle=Countess")
+        self.sync()
+        self.assertEqual(self.json("status", self.folder)["device"]["changed"], 0)
+        self.assertEqual(self.json("status", other, "--partner", 2)["device"]["changed"], 1)
+
+    def test_of_a_missing_folder_names_it(self):
+        self.people("Ada Lovelace")
+        self.assertIn(str(self.folder), self.error("status", self.folder, code=FAILED))
+
+
+class Check(CommandTest):
+    def setUp(self):
+        super().setUp()
+        del self.environment["KEZSYNC_DEVICE"]
+
+    def test_names_what_stays_behind_and_what_cannot_be_held(self):
+        self.write("folder/whole.vcf", card("Ada Lovelace"))
+        self.write("folder/part.vcf", card("Alan Turing", "NICKNAME:Prof", "BDAY:1850-01-01"))
+        self.write("folder/broken.vcf", "BEGIN:VCARD\r\nN:no end")
+        self.write("folder/twin1.vcf", card("Grace Hopper", uid="same"))
+        self.write("folder/twin2.vcf", card("Grace Hopper", uid="same"))
+        self.write("folder/notes.txt", "not an item")
+        before = tree(self.folder)
+        text = self.out("check", self.folder, code=PARTLY)
+        self.assertRegex(text, r"stays behind    Alan Turing: .*NICKNAME.* \(part\.vcf\)")
+        self.assertRegex(text, r'stays behind    Alan Turing: BDAY "1850-01-01" is outside the years 1900 to 2999')
+        self.assertRegex(text, r"cannot be held  broken\.vcf: ")
+        self.assertRegex(text, r"cannot be held  .*twin1\.vcf has the same UID same \(twin2\.vcf\)")
+        self.assertIn("holds 2 items whole, 1 in part (the rest stays in their files), 2 not at all", text)
+        report = self.json("check", self.folder, code=PARTLY)
+        self.assertEqual(report["summary"], {"whole": 2, "inPart": 1, "refused": 2})
+        codes = {item["file"]: item.get("problem", {}).get("code") for item in report["items"]}
+        self.assertEqual(codes, {"part.vcf": None, "broken.vcf": "unreadable", "twin2.vcf": "duplicate"})
+        self.assertEqual(tree(self.folder), before)
+
+    def test_of_a_clean_folder_is_done(self):
+        self.write("folder/a.vcf", card("Ada Lovelace"))
+        self.assertIn("holds 1 items whole", self.out("check", self.folder))
+        self.assertEqual(self.out("check", self.folder, "--quiet"), "")
+
+    def test_of_no_folder_fails(self):
+        self.assertIn("no such folder", self.error("check", self.folder, code=FAILED))
+
+
+class ExitCodes(CommandTest):
+    def test_a_wrong_command_line_is_wrong_usage(self):
+        self.init()
+        for words in (
+            [],
+            ["frobnicate"],
+            ["sync"],
+            ["sync", self.folder, "--partner", "3"],
+            ["sync", self.folder, "--conflict", "coin"],
+            ["sync", self.folder, "--durability", "forever"],
+            ["sync", self.folder, "--log-level", "101"],
+            ["sync", self.folder, "--packet-size", "3"],
+            ["sync", self.folder, "--packet-size", "260001"],
+            ["sync", self.folder, "--max-deleted", "101"],
+            ["sync", self.folder, "--type", "notes"],
+            ["list", "notes"],
+            ["list", "--color", "blue"],
+            ["show", "Ada"],
+            ["resolve", self.folder, "Ada", "neither"],
+            ["purge", "everything"],
+            ["completion", "tcsh"],
+            ["packet"],
+            ["packet", "diff", "one"],
+        ):
+            self.assertTrue(self.run_command(*words, code=WRONG_USAGE).stderr, words)
+
+    def test_a_command_without_a_device_says_how_to_name_one(self):
+        del self.environment["KEZSYNC_DEVICE"]
+        self.assertIn("--device", self.error("list", code=WRONG_USAGE))
+
+    def test_a_folder_that_is_no_device_is_named(self):
+        self.folder.mkdir()
+        for words in (["list"], ["sync", self.place / "f"], ["sync", self.place / "f", "--dry-run"], ["log"]):
+            message = self.error(*words, "--device", self.folder, code=FAILED)
+            self.assertIn(str(self.folder), message)
+            self.assertIn("device folder", message)
+
+    def test_a_device_is_not_made_where_something_is(self):
+        self.write("device/letter.txt", "mine")
+        self.assertIn("not empty", self.error("init", self.device, code=FAILED))
+        self.assertEqual(set(tree(self.device)), {"letter.txt"})
+
+    def test_an_unknown_time_zone_makes_no_device(self):
+        self.assertIn("Mars/Olympus", self.error("init", self.device, "--time-zone", "Mars/Olympus", code=FAILED))
+        self.assertFalse(self.device.exists())
+
+    def test_a_folder_that_cannot_be_written_is_named(self):
+        self.people("Ada Lovelace")
+        self.write("file", "no folder")
+        self.assertIn(str(self.place / "file"), self.error("sync", self.place / "file", code=FAILED))
+        self.assertIn("/proc/tty", self.error("sync", "/proc/tty", code=FAILED))
+        self.assertIn("/proc/none", self.error("sync", "/proc/none", code=FAILED))
+
+    def test_a_broken_card_stops_itself_and_nothing_else(self):
+        self.init()
+        self.write("in/a.vcf", card("Ada Lovelace"))
+        self.write("in/b.vcf", "BEGIN:VCARD\r\nVERSION:3.0\r\nN:no end")
+        result = self.run_command("import", self.place / "in", code=PARTLY)
+        self.assertIn("b.vcf", result.stderr)
+        self.assertIn("imported 1, refused 1", result.stdout)
+        self.assertEqual(self.titles(), ["Ada Lovelace"])
+        shutil.copytree(self.place / "in", self.folder)
+        before = (self.folder / "b.vcf").read_bytes()
+        report = self.sync(code=PARTLY)
+        self.assertEqual(report["summary"]["matched"], 1)
+        [broken] = [item for item in report["items"] if item["outcome"] == "unresolved"]
+        self.assertEqual((broken["file"], broken["problem"]["code"]), ("b.vcf", "unreadable"))
+        self.assertEqual((self.folder / "b.vcf").read_bytes(), before)
+
+    def test_nothing_but_broken_cards_is_a_failure(self):
+        self.init()
+        self.run_command("import", self.write("b.vcf", "garbage"), code=FAILED)
+        self.run_command("import", self.place / "missing.vcf", code=FAILED)
+
+    def test_an_unknown_item_is_a_failure_that_names_it(self):
+        self.people("Ada Lovelace")
+        for words in (["show", 77], ["set", 77, "JobTitle=x"], ["fingerprint", 77]):
+            self.assertIn("77", self.error(*words, code=FAILED))
+        self.assertIn("FirstName", self.error("set", self.oid("Ada Lovelace"), "Shoe=43", code=FAILED))
+        self.run_command("delete", 77, self.oid("Ada Lovelace"), code=PARTLY)
+        self.assertEqual(self.titles(), [])
+
+    def test_one_uid_twice_stops_the_second_file_only(self):
+        self.init()
+        self.write("folder/1.vcf", card("Ada Lovelace", uid="same"))
+        self.write("folder/2.vcf", card("Alan Turing", uid="same"))
+        self.write("folder/3.vcf", card("Emmy Noether"))
+        report = self.sync(code=PARTLY)
+        self.assertEqual(self.titles(), ["Ada Lovelace", "Emmy Noether"])
+        [twin] = [item for item in report["items"] if item["outcome"] == "unresolved"]
+        self.assertEqual((twin["file"], twin["problem"]["code"]), ("2.vcf", "duplicate"))
+
+    def test_the_second_synchronisation_says_who_holds_the_device(self):
+        self.people("Ada Lovelace")
+        self.sync()
+        for place in (self.device, self.folder):
+            with open(place / ".kezsync.lock", "w") as lock:
+                fcntl.flock(lock, fcntl.LOCK_EX)
+                lock.write("4711")
+                lock.flush()
+                for more in ([], ["--dry-run"]):
+                    message = self.error("sync", self.folder, *more, code=FAILED)
+                    self.assertIn("process 4711", message)
+                    self.assertIn(str(place), message)
+        self.sync()
+
+
+class Safety(CommandTest):
+    def test_an_emptied_folder_is_refused(self):
+        self.people("Ada Lovelace", "Alan Turing")
+        self.sync()
+        for path in self.folder.glob("*.vcf"):
+            path.unlink()
+        self.assertIn("2 of 2 items", self.error("sync", self.folder, code=REFUSED))
+        self.assertEqual(self.titles(), ["Ada Lovelace", "Alan Turing"])
+        self.assertEqual(self.sync("--force")["summary"]["deletedOnDevice"], 2)
+
+    def test_a_vanished_folder_is_refused_and_not_made_again(self):
+        self.people("Ada Lovelace")
+        self.sync()
+        self.folder.rename(self.place / "elsewhere")
+        self.assertIn("is not there", self.error("sync", self.folder, code=REFUSED))
+        self.assertFalse(self.folder.exists())
+        self.folder.mkdir()  # the empty place where something else was mounted
+        self.assertIn("has lost its marker", self.error("sync", self.folder, code=REFUSED))
+        self.assertEqual(list(self.folder.glob("*.vcf")), [])
+        self.assertEqual(self.titles(), ["Ada Lovelace"])
+        shutil.rmtree(self.folder)
+        self.assertEqual(self.sync("--force")["summary"]["received"], 1)
+
+    def test_a_partnership_belongs_to_one_folder(self):
+        self.people("Ada Lovelace")
+        self.sync()
+        other = self.place / "other"
+        message = self.error("sync", other, code=REFUSED)
+        self.assertIn(str(self.folder), message)
+        self.assertIn("--partner 2", message)
+        self.assertEqual(self.json("sync", other, "--partner", 2)["summary"]["received"], 1)
+        self.assertEqual(self.json("sync", other, "--force")["summary"]["received"], 1 - 1)
+
+    def test_too_many_deletions_are_refused_by_share_and_count(self):
+        self.people(*(f"Person N{number:02}" for number in range(30)))
+        self.sync()
+        files = sorted(self.folder.glob("*.vcf"))
+        for path in files[:10]:
+            path.unlink()
+        self.assertIn("10 of 30 items", self.error("sync", self.folder, code=REFUSED))
+        self.assertEqual(self.sync("--max-deleted", 40)["summary"]["deletedOnDevice"], 10)
+        for path in files[10:19]:  # 9 of 20: a great share, and too few to be a catastrophe
+            path.unlink()
+        self.assertEqual(self.sync()["summary"]["deletedOnDevice"], 9)
+
+    def test_purge_asks_for_force(self):
+        self.people("Ada Lovelace")
+        self.assertIn("--force", self.error("purge", "contacts", code=REFUSED))
+        self.assertEqual(self.titles(), ["Ada Lovelace"])
+        self.out("purge", "contacts", "--force")
+        self.assertEqual(self.titles(), [])
+
+    def test_what_a_device_cannot_hold_stays_in_the_file(self):
+        self.init()
+        self.write("folder/a.vcf", card("Ada Lovelace", "X-FAVOURITE-NUMBER:7", "NICKNAME:Countess", "TEL;TYPE=CELL:1"))
+        self.sync()
+        self.run_command("set", self.oid("Ada Lovelace"), "MobileTelephoneNumber=2")
+        self.sync()
+        text = (self.folder / "a.vcf").read_text()
+        for line in ("X-FAVOURITE-NUMBER:7", "NICKNAME:Countess", "TEL;TYPE=CELL:2"):
+            self.assertIn(line, text)
+
+    def test_nothing_is_written_outside_device_and_folder(self):
+        self.people("Ada Lovelace")
+        before = {name for name in tree(self.place) if not name.startswith(("device", "folder"))}
+        self.sync()
+        self.out("status", self.folder)
+        self.out("sync", self.folder, "--dry-run")
+        self.assertEqual({name for name in tree(self.place) if not name.startswith(("device", "folder"))}, before)
+
+
+class Sync(CommandTest):
+    def test_carries_new_changed_and_deleted_items_both_ways(self):
+        self.people("Ada Lovelace", "Alan Turing", "Emmy Noether")
+        self.assertEqual(self.sync()["summary"]["received"], 3)
+        self.edit("Ada Lovelace", "END:VCARD", "TITLE:Countess\r\nEND:VCARD")
+        self.run_command("set", self.oid("Alan Turing"), "JobTitle=Reader")
+        self.run_command("delete", self.oid("Emmy Noether"))
+        self.write("folder/new.vcf", card("Grace Hopper"))
+        done = self.sync()["summary"]
+        self.assertEqual((done["sent"], done["received"], done["deletedInFolder"]), (2, 1, 1))
+        self.assertEqual(self.fields("Ada Lovelace")["JobTitle"], "Countess")
+        self.assertIn("TITLE:Reader", self.file("Alan Turing").read_text())
+        self.assertEqual(self.titles(), ["Ada Lovelace", "Alan Turing", "Grace Hopper"])
+        before = {path: path.stat().st_mtime_ns for path in self.folder.glob("*.vcf")}
+        done = self.sync()["summary"]
+        self.assertEqual(done.pop("unchanged"), 3)
+        done.pop("seconds")
+        self.assertEqual(set(done.values()), {0})
+        self.assertEqual({path: path.stat().st_mtime_ns for path in self.folder.glob("*.vcf")}, before)
+
+    def test_a_picture_of_3_megabytes_travels_both_ways(self):
+        picture = b"\xff\xd8\xff\xe0" + random.Random(1).randbytes(3 << 20)
+        text = base64.b64encode(picture).decode()
+        self.init()
+        self.run_command("import", self.write("in.vcf", card("Ada Lovelace", "PHOTO;ENCODING=b;TYPE=JPEG:" + text)))
+        self.sync()
+        unfolded = re.sub(r"\r\n[ \t]", "", self.file("Ada Lovelace").read_bytes().decode())
+        self.assertIn(text, unfolded)
+        other = self.place / "other"
+        self.run_command("init", other)
+        self.json("sync", self.folder, "--device", other)
+        [item] = self.json("list", "--device", other)
+        self.assertEqual(item["fields"]["Picture"]["bytes"], len(picture))
+        [first] = self.json("list")
+        self.assertEqual(item["fields"]["Picture"], first["fields"]["Picture"])
+        self.assertEqual(self.json("sync", self.folder, "--device", other)["summary"]["unchanged"], 1)
+
+    def dispute(self):
+        self.people("Ada Lovelace")
+        self.sync()
+        self.edit("Ada Lovelace", "END:VCARD", "TITLE:Countess\r\nEND:VCARD")
+        self.run_command("set", self.oid("Ada Lovelace"), "JobTitle=Programmer")
+
+    def titles_of_work(self):
+        return sorted(item["fields"]["JobTitle"] for item in self.json("list"))
+
+    def test_conflict_both_keeps_two_items(self):
+        self.dispute()
+        self.assertIn("second item", self.out("sync", self.folder))
+        self.assertEqual(self.titles_of_work(), ["Countess", "Programmer"])
+
+    def test_conflict_device_takes_the_devices_value(self):
+        self.dispute()
+        self.sync("--conflict", "device")
+        self.assertEqual(self.titles_of_work(), ["Programmer"])
+        self.assertIn("TITLE:Programmer", self.file("Ada Lovelace").read_text())
+
+    def test_conflict_folder_takes_the_folders_value(self):
+        self.dispute()
+        self.sync("--conflict", "folder")
+        self.assertEqual(self.titles_of_work(), ["Countess"])
+
+    def test_conflict_skip_waits_until_it_is_resolved(self):
+        self.dispute()
+        self.assertEqual(self.sync("--conflict", "skip", code=PARTLY)["summary"]["unresolved"], 1)
+        [waiting] = self.json("conflicts", self.folder)
+        self.assertEqual((waiting["title"], waiting["fields"]), ("Ada Lovelace", ["JobTitle"]))
+        self.assertIn("Ada Lovelace", self.out("conflicts", self.folder))
+        self.assertIn("Nobody", self.error("resolve", self.folder, "Nobody", "device", code=FAILED))
+        self.out("resolve", self.folder, "Ada Lovelace", "device")
+        self.sync("--conflict", "skip")
+        self.assertEqual(self.titles_of_work(), ["Programmer"])
+        self.assertEqual(self.out("conflicts", self.folder), "no conflict waits\n")
+
+    def test_conflict_ask_asks(self):
+        self.dispute()
+        result = self.run_command("sync", self.folder, "--conflict", "ask", input="what\nf\n")
+        self.assertIn("device  Programmer", result.stderr)
+        self.assertIn("folder  Countess", result.stderr)
+        self.assertEqual(self.titles_of_work(), ["Countess"])
+
+    def test_conflict_ask_without_an_answer_leaves_it(self):
+        self.dispute()
+        self.run_command("sync", self.folder, "--conflict", "ask", input="", code=PARTLY)
+
+    def test_conflicts_of_a_folder_that_never_was_synchronised(self):
+        self.init()
+        self.folder.mkdir()
+        self.assertIn("has not been synchronised", self.error("conflicts", self.folder, code=FAILED))
+
+    def test_other_options_change_nothing_in_the_result(self):
+        self.people("Ada Lovelace", "Alan Turing")
+        for index, words in enumerate(
+            (
+                ["--durability", "item"],
+                ["--durability", "none"],
+                ["--durability", "batch"],
+                ["--packet-size", 4],
+                ["--packet-size", 260000],
+                ["--type", "contacts"],
+                ["--type", "contacts", "--type", "tasks"],
+            )
+        ):
+            done = self.json("sync", self.place / f"f{index}", "--force", *words)["summary"]
+            self.assertEqual((done["received"], done["failed"]), (2, 0), words)
+
+    def test_a_type_that_is_not_named_is_left_alone(self):
+        self.people("Ada Lovelace")
+        self.assertEqual(self.sync("--type", "tasks")["summary"]["received"], 0)
+
+    def test_khard_lists_the_same_people(self):
+        self.people("Ada Lovelace", "Alan Turing", "Grace Hopper")
+        self.sync()
+        configuration = self.write("khard.conf", f"[addressbooks]\n[[people]]\npath = {self.folder}\n")
+        listed = subprocess.run(
+            ["khard", "-c", configuration, "list", "--parsable"], capture_output=True, text=True, env=self.environment
+        )
+        self.assertEqual(listed.returncode, 0, listed.stderr)
+        names = sorted(line.split("\t")[1] for line in listed.stdout.splitlines())
+        self.assertEqual(names, self.titles())
+
+
+class Output(CommandTest):
+    def test_the_device_can_be_named_in_three_ways(self):
+        self.people("Ada Lovelace")
+        expected = self.out("list")
+        device = self.environment.pop("KEZSYNC_DEVICE")
+        self.assertEqual(self.out("list", "--device", device), expected)
+        self.write("config/kezsync/config", f"device={device}\n")
+        self.assertEqual(self.out("list"), expected)
+        (self.place / "config/kezsync/config").unlink()
+        self.assertEqual(self.out("list", "--config", self.write("mine", f"device={device}\n")), expected)
+
+    def test_quiet_says_nothing_and_verbose_says_all(self):
+        self.people("Ada Lovelace")
+        self.assertEqual(self.out("sync", self.folder, "--quiet"), "")
+        self.assertEqual(self.out("list", "--quiet"), self.out("list"))
+        many = self.write("many.vcf", "".join(card(f"Person N{number}") for number in range(45)))
+        self.assertEqual(len(self.out("import", many, "--verbose").splitlines()), 46)
+        self.assertEqual(len(self.out("sync", self.folder, "--verbose").splitlines()), 46)
+
+    def test_a_long_list_of_new_items_is_a_count(self):
+        self.people(*(f"Person N{number}" for number in range(45)))
+        self.assertEqual(len(self.out("sync", self.folder).splitlines()), 1)
+
+    def test_color_is_for_terminals_or_when_asked_for(self):
+        self.people("Ada Lovelace")
+        self.assertNotIn("\x1b", self.out("sync", self.folder, "--dry-run"))
+        self.assertIn("\x1b", self.out("sync", self.folder, "--dry-run", "--color", "always"))
+        self.assertNotIn("\x1b", self.out("sync", self.folder, "--dry-run", "--color", "never"))
+        self.assertIn("\x1b", self.out("sync", self.folder, "--color", "always"))
+
+    def test_every_command_explains_itself_with_an_example(self):
+        overview = self.out("--help")
+        listing = overview[overview.index("Subcommands:" if "Subcommands:" in overview else "SUBCOMMANDS:") :]
+        commands = re.findall(r"^  ([a-z]+) ", listing, re.M)
+        self.assertGreaterEqual(len(commands), 17)
+        for command in commands:
+            text = self.out(command, "--help")
+            self.assertIn(f"kezsync {command}", text, command)
+            self.assertIn("Example:", text, command)
+        self.assertIn("Exit codes:", overview)
+
+    def test_the_version_is_told(self):
+        self.assertRegex(self.out("--version"), r"^kezsync \d+\.\d+\.\d+\n$")
+
+    def test_completions_name_every_command(self):
+        commands = {"sync", "status", "check", "list", "resolve", "packet"}
+        for shell in ("bash", "zsh", "fish"):
+            script = self.out("completion", shell)
+            for command in commands:
+                self.assertIn(command, script)
+        script = self.write("completion", self.out("completion", "bash"))
+        done = subprocess.run(
+            ["bash", "-c", f'. {script}; COMP_WORDS=(kezsync sta); COMP_CWORD=1; _kezsync; echo "${{COMPREPLY[@]}}"'],
+            capture_output=True,
+            text=True,
+        )
+        self.assertEqual(done.stdout, "status\n")
+
+    def test_show_set_and_fingerprint(self):
+        self.people("Ada Lovelace")
+        oid = self.oid("Ada Lovelace")
+        first = self.json("fingerprint", oid)
+        self.assertRegex(first["fingerprint"], "^0x[0-9A-F]{8}$")
+        self.out("set", oid, "JobTitle=Countess", "HomeAddressCity=London")
+        self.assertIn("JobTitle: Countess", self.out("show", oid))
+        self.assertNotEqual(self.json("fingerprint", oid), first)
+        self.out("set", oid, "JobTitle=", "HomeAddressCity=")
+        self.assertNotIn("JobTitle", self.json("show", oid)["fields"])
+        self.assertEqual(self.json("fingerprint", oid), first)
+
+    def test_export_copies_the_device_and_changes_nothing_for_the_next_sync(self):
+        self.people("Ada Lovelace", "Alan Turing")
+        self.sync()
+        self.out("export", self.place / "copy")
+        self.assertEqual(len(list((self.place / "copy").glob("*.vcf"))), 2)
+        self.assertIn("not empty", self.error("export", self.place / "copy", code=FAILED))
+        self.assertEqual(self.sync()["summary"]["unchanged"], 2)
+
+    def test_the_log_is_written_when_asked_for(self):
+        self.people("Ada Lovelace")
+        self.sync()
+        self.assertIn("--log-level", self.error("log", code=FAILED))
+        self.sync("--log-level", 100)
+        everything = self.out("log").splitlines()
+        found = self.out("log", "--contains", "FindObjects").splitlines()
+        self.assertTrue(0 < len(found) < len(everything))
+        self.assertTrue(all("FindObjects" in line for line in found))
+        self.sync("--log-level", 0)
+        self.assertEqual(len(self.out("log").splitlines()), len(everything))
