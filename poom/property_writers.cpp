@@ -111,11 +111,13 @@ void WritePicture(IItem* item, const CEBLOB& blob) {
     }
     dbglog(25, "Opening property");
     ULONG written = 0;
-    Reference<IStream> stream;
-    if (item != nullptr && SUCCEEDED(item->OpenProperty(PIMPR_PICTURE, GENERIC_WRITE, stream.Out())) && stream) {
-        dbglog(25, "Writing stream");
-        if (FAILED(stream->Write(blob.lpb, blob.dwCount, &written))) dbglog(25, "Write failed");
-        if (FAILED(stream->Commit(STGC_DEFAULT))) dbglog(25, "Commit failed");
+    {
+        Reference<IStream> stream;
+        if (item != nullptr && SUCCEEDED(item->OpenProperty(PIMPR_PICTURE, GENERIC_WRITE, stream.Out())) && stream) {
+            dbglog(25, "Writing stream");
+            if (FAILED(stream->Write(blob.lpb, blob.dwCount, &written))) dbglog(25, "Write failed");
+            if (FAILED(stream->Commit(STGC_DEFAULT))) dbglog(25, "Commit failed");
+        }
     }
     dbglog(25, "Done writing property (dwCount = %i, ulWritten = %i)", blob.dwCount, written);
 }
