@@ -424,6 +424,52 @@ TEST_F(Reminders, LessThanADayBeforeAnAppointmentBecomeNothing) {
                             "IAppointment::put_ReminderOptions(5)", "IAppointment::put_ReminderMinutesBeforeStart(0)"));
 }
 
+TEST_F(Reminders, CallsThatFailLeaveTheirPartOut) {
+    session->m_pTask = task.Give();
+    task->reminderSet = VARIANT_TRUE;
+    task->reminderOptions = 12;
+    task->reminderTime = DateOf(2026, 3, 9, 8, 30);
+    calls.Fail("ITask::get_ReminderOptions", E_FAIL);
+    EXPECT_EQ(Read(), TRUE);
+    EXPECT_EQ(options, 7);
+    calls.Fail("ITask::get_ReminderSet", E_FAIL);
+    EXPECT_EQ(Read(), FALSE);
+    calls.Fail("ITask::get_ReminderTime", E_FAIL);
+    EXPECT_EQ(Read(), TRUE);
+    const FILETIME none = FileTimeOf(1899, 12, 30);
+    EXPECT_EQ(CompareFileTime(&when, &none), 0);
+    for (const char* call : {"put_ReminderSet", "put_ReminderOptions", "put_ReminderTime"}) {
+        calls.Take();
+        calls.Fail(std::string("ITask::") + call, E_FAIL);
+        EXPECT_EQ(session->SetReminder(TRUE, 12, &when), TRUE) << call;
+        EXPECT_EQ(calls.Take("ITask::put").size(), 3u) << call;
+    }
+    session->ReleaseItems();
+
+    session->m_pAppt = appointment.Give();
+    appointment->start = DateOf(2026, 3, 9, 10);
+    appointment->reminderMinutesBeforeStart = 60000;
+    appointment->reminderSet = VARIANT_TRUE;
+    calls.Fail("IAppointment::get_ReminderMinutesBeforeStart", E_FAIL);
+    EXPECT_EQ(Read(), TRUE);
+    const FILETIME start = FileTimeOf(2026, 3, 9, 10);
+    EXPECT_EQ(CompareFileTime(&when, &start), 0);
+    calls.Fail("IAppointment::get_ReminderSet", E_FAIL);
+    EXPECT_EQ(Read(), FALSE);
+    calls.Fail("IAppointment::get_ReminderOptions", E_FAIL);
+    EXPECT_EQ(Read(), TRUE);
+    calls.Fail("IAppointment::get_Start", E_FAIL);
+    EXPECT_EQ(Read(), TRUE);
+    const FILETIME dayBeforeNone = FileTimeOf(1899, 12, 29);
+    EXPECT_EQ(CompareFileTime(&when, &dayBeforeNone), 0);
+    for (const char* call : {"put_ReminderSet", "put_ReminderOptions", "put_ReminderMinutesBeforeStart"}) {
+        calls.Take();
+        calls.Fail(std::string("IAppointment::") + call, E_FAIL);
+        EXPECT_EQ(session->SetReminder(TRUE, 5, &start), TRUE) << call;
+        EXPECT_EQ(calls.Take("IAppointment::put").size(), 3u) << call;
+    }
+}
+
 TEST_F(Reminders, ATimeThatIsNoneCountsFromTheFirstDay) {
     session->m_pTask = task.Give();
     when = {0xFFFFFFFF, 0xFFFFFFFF};
