@@ -194,6 +194,25 @@ TEST_F(HostItems, APictureOf65536BytesIsReadInThreeChunks) {
     session->ReleaseItems();
 }
 
+TEST_F(HostItems, APictureOf100BytesIsOneRead) {
+    std::vector<BYTE> bytes(100, 7);
+    const CEOID oid = Make(kContacts, [&] {
+        CEPROPVAL picture = Property(0xAFE90041);
+        picture.val.blob = {100, bytes.data()};
+        Write(picture);
+    });
+    Load(kContacts, oid);
+    TraceAll();
+    PropertyList list;
+    list.Read(*session, kContacts);
+    const Texts traced = Traced();
+    const auto first = std::find(traced.begin(), traced.end(), "Reading stream chunk");
+    ASSERT_NE(first, traced.end());
+    EXPECT_EQ(*(first + 1), "Done reading stream (100 size)");
+    EXPECT_EQ(list.Find(0xAFE90041)->val.blob.dwCount, 100u);
+    session->ReleaseItems();
+}
+
 TEST_F(HostItems, AContactWithoutPictureTravelsWithoutOne) {
     const CEOID oid = Make(kContacts);
     Load(kContacts, oid);
@@ -206,14 +225,24 @@ TEST_F(HostItems, AContactWithoutPictureTravelsWithoutOne) {
 }
 
 TEST_F(HostItems, WithoutConversionTheIdentifiersAreTheItems) {
-    const CEOID oid = Make(kContacts, [&] { Write(TextProperty(0x3A06001F, TEXT("Ann"))); });
+    BYTE bytes[] = {1, 2, 3};
+    const CEOID oid = Make(kContacts, [&] {
+        Write(TextProperty(0x3A06001F, TEXT("Ann")));
+        CEPROPVAL picture = Property(0xAFE90041);
+        picture.val.blob = {sizeof(bytes), bytes};
+        EXPECT_TRUE(Write(picture));
+    });
     Load(kContacts, oid);
     PropertyList list;
+    TraceAll();
     ASSERT_TRUE(list.Read(*session, kContacts, false));
+    EXPECT_THAT(Traced(), ElementsAre("CCEPoom::GetProps(oid = 1, dwType = 24) +", "Retrieved props (54 props)",
+                                      "CCEPoom::GetProps() -"));
     EXPECT_EQ(list.Count(), 54);
     ASSERT_NE(list.Find(PIMPR_FIRST_NAME), nullptr);
     EXPECT_EQ(std::u16string(list.Find(PIMPR_FIRST_NAME)->val.lpwstr), u"Ann");
-    EXPECT_NE(list.Find(PIMPR_PICTURE), nullptr);
+    ASSERT_NE(list.Find(PIMPR_PICTURE), nullptr);
+    EXPECT_EQ(list.Find(PIMPR_PICTURE)->val.blob.lpb, nullptr) << "no blob took the place of the stream";
     session->ReleaseItems();
 }
 
@@ -362,8 +391,11 @@ TEST_F(HostItemsInNewYork, AStartIsTakenAsTheWallClock) {
 
 TEST_F(HostItems, AllDaySeriesKeepTheirDays) {
     // What a pattern is given is one minute for one day, a day and a minute for two.
-    const std::pair<LONG, LONG> rows[] = {{1440, 1440}, {2880, 2880}, {0, 1440}, {1439, 1440}};
-    for (const auto& [duration, expected] : rows) {
+    const struct {
+        LONG duration, pattern, expected;
+    } rows[] = {{1440, 1, 1440}, {2880, 1441, 2880}, {0, 1, 1440}, {1439, 1, 1440}};
+    TraceAll();
+    for (const auto& [duration, inPattern, expected] : rows) {
         const CEOID oid = Make(kAppointments, [&, duration = duration] {
             session->m_pAppt->put_Start(DateOf(2026, 3, 2));
             session->m_pAppt->put_Duration(duration);
@@ -373,6 +405,7 @@ TEST_F(HostItems, AllDaySeriesKeepTheirDays) {
             session->m_recurrence.Interval = 1;
             session->m_recurrence.DayOfWeekMask = olMonday;
         });
+        EXPECT_THAT(Traced("Appt->"), ElementsAre("Appt->Duration=" + std::to_string(inPattern)));
         Load(kAppointments, oid);
         EXPECT_EQ(Get(session->m_pAppt, &IAppointment::get_Duration), expected) << duration;
         EXPECT_EQ(Get(session->m_pAppt, &IAppointment::get_IsRecurring), VARIANT_TRUE);
@@ -626,6 +659,29 @@ TEST_F(HostItems, OddCharactersSurviveInCategoriesAndNotes) {
         delete[] text;
         session->ReleaseItems();
     }
+}
+
+TEST_F(HostItems, CategoriesGoToEveryLoadedItemAndTheNoteToTheFirst) {
+    EXPECT_TRUE(session->InitializeItem(0, kContacts, 0));
+    for (const auto& [type, add] : {std::pair<DWORD, int>{kAppointments, 1}, {kTasks, 2}}) {
+        // A session loads one item; a second and a third are lent to it by another.
+        ASSERT_TRUE(other->InitializeItem(0, type, 0));
+        if (add == 1) std::swap(session->m_pAppt, other->m_pAppt);
+        if (add == 2) std::swap(session->m_pTask, other->m_pTask);
+    }
+    session->SetCategories(TEXT("Work"));
+    session->SetNote(TEXT("a note"));
+    EXPECT_EQ(GetText(session->m_pTask, &ITask::get_Categories), u"Work");
+    EXPECT_EQ(GetText(session->m_pAppt, &IAppointment::get_Categories), u"Work");
+    EXPECT_EQ(GetText(session->m_pContact, &IContact::get_Categories), u"Work");
+    EXPECT_EQ(GetText(session->m_pTask, &ITask::get_Body), u"a note");
+    EXPECT_EQ(GetText(session->m_pAppt, &IAppointment::get_Body), u"");
+    ReleaseAndForget(session->m_pTask);
+    session->SetNote(TEXT("another"));
+    EXPECT_EQ(GetText(session->m_pAppt, &IAppointment::get_Body), u"another");
+    EXPECT_EQ(GetText(session->m_pContact, &IContact::get_Body), u"");
+    session->ReleaseItems();
+    other->ReleaseItems();
 }
 
 std::u16string RecipientsOf(CCEPoom& session) {
