@@ -3,6 +3,7 @@
 
 #include "packet/record_packet.h"
 #include "tests/packet/packet_text.h"
+#include "tests/support/levels_of_lines.h"
 #include "tests/support/traced_lines.h"
 
 namespace {
@@ -187,6 +188,45 @@ TEST_F(PacketTrace, FingerprintShowsItsValue) {
     Since();
     packet.GetCRC32(TRUE);
     EXPECT_THAT(Since(), ElementsAre("KEZCePacket::GetCRC32::oid=9, len=26, NewCRC=0xd59f9a0a, AltCRC=0x00000000"));
+}
+
+TEST_F(PacketTrace, EachLineHasItsLevel) {
+    const auto everything = [] {
+        const Bytes bytes = {1, 2, 3};
+        const CEPROPVAL blob = Blob(0x00010041, bytes);
+        const CEPROPVAL none = Property(0);
+        CKezCEPacket packet;
+        packet.PropStart(9);
+        packet.ListAdd(&blob);
+        packet.ListAdd(&none);
+        packet.PropAddString(0x0001001F, TEXT("x"), 1);
+        packet.PropDelete(0x0001001F);
+        packet.PropDelete(0x0001001F);
+        packet.PropFini();
+        packet.GetCRC32(TRUE);
+        BYTE* data = nullptr;
+        DWORD count = 0;
+        packet.GetNextBytes(&data, &count, 1000);
+        CEPROPVAL* properties = nullptr;
+        WORD found = 0;
+        packet.GetPropList(&properties, &found);
+        packet.PropStart(0);
+        packet.PropFini();
+        const Bytes record = FromHex(
+            "3C000000 05000000 0300"
+            "41000100 0200 0000 02000000DEADBEEF"
+            "03000200 0400 0001 0700000000000000"
+            "1F000300 0600 0000 DEADBEEF00000000"
+            "0102");
+        packet.SetNextBytes(record.data(), 20);
+        packet.SetNextBytes(record.data() + 20, 40);
+        kez::control::PlanFault({"LocalAlloc", 1, 1, ERROR_NOT_ENOUGH_MEMORY});
+        packet.PropFini();
+        packet.PropStart(0);
+        kez::control::PlanFault({"LocalAlloc", 1, 1, ERROR_NOT_ENOUGH_MEMORY});
+        packet.SetNextBytes(record.data(), 20);
+    };
+    EXPECT_EQ(DifferenceFrom(KEZ_TEST_DATA "/packet/levels.txt", LevelsOfLines(m_device, {}, everything)), "");
 }
 
 }  // namespace
