@@ -11,6 +11,12 @@
 namespace {
 
 std::vector<kez::tests::TraceLine> g_lines;
+kez::tests::TraceCheck g_check = nullptr;
+
+void Record(LONG level, const char* text) {
+    g_lines.push_back({level, text});
+    if (g_check != nullptr) g_check(g_lines.back());
+}
 
 }  // namespace
 
@@ -20,7 +26,7 @@ INT dbglog(LONG level, LPCSTR format, ...) {
     va_start(arguments, format);
     _vsnprintf(text, sizeof(text) - 1, format, arguments);
     va_end(arguments);
-    g_lines.push_back({level, text});
+    Record(level, text);
     return 0;
 }
 
@@ -32,7 +38,7 @@ INT dbglogW(LONG level, LPCWSTR format, ...) {
     va_end(arguments);
     char text[1024] = {};
     WideCharToMultiByte(CP_ACP, 0, wide, -1, text, sizeof(text), nullptr, nullptr);
-    g_lines.push_back({level, text});
+    Record(level, text);
     return 0;
 }
 
@@ -47,13 +53,15 @@ LPCSTR dbglogVariantTimeText(LPCSTR, DATE date) {
 INT dbglogCEPROPVAL(LONG level, LPCSTR label, const CEPROPVAL* value) {
     char text[64] = {};
     _snprintf(text, sizeof(text) - 1, "%s dump of 0x%08x", label, value->propid);
-    g_lines.push_back({level, text});
+    Record(level, text);
     return 0;
 }
 
 namespace kez::tests {
 
 void PrintTo(const TraceLine& line, std::ostream* out) { *out << line.level << " \"" << line.text << "\""; }
+
+void CheckEachTrace(TraceCheck check) { g_check = check; }
 
 std::vector<TraceLine> TakeTraces() { return std::exchange(g_lines, {}); }
 

@@ -18,6 +18,10 @@ struct TraceLine {
 // Shown by a failing test.
 void PrintTo(const TraceLine& line, std::ostream* out);
 
+// Called with every line that is traced from here on; null for nobody.
+using TraceCheck = void (*)(const TraceLine& line);
+void CheckEachTrace(TraceCheck check);
+
 // What was traced since the last call.
 std::vector<TraceLine> TakeTraces();
 // The texts alone, and only those that begin with `prefix`.

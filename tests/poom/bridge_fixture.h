@@ -10,6 +10,7 @@
 #include "poom/ce_poom.h"
 #include "tests/doubles/recorded_trace.h"
 #include "tests/doubles/recording_pocket_outlook.h"
+#include "tests/poom/trace_levels.h"
 #include "tests/support/live_counts_check.h"
 
 namespace kez::tests {
@@ -28,6 +29,7 @@ struct NoDoubleIsLeft {
 class Bridge : public ::testing::Test {
  protected:
     Bridge() {
+        CheckEachTrace(ExpectItsLevel);
         CCEPoom::m_polApp = app.Get();
         session.emplace();
         Forget();
@@ -36,6 +38,7 @@ class Bridge : public ::testing::Test {
         session.reset();
         CCEPoom::m_polApp = nullptr;
         TakeTraces();
+        CheckEachTrace(nullptr);
     }
 
     // Drops what was traced and called so far.
