@@ -229,12 +229,21 @@ TEST_F(Appointment, TakingTheAllDayFlagAwayLeavesStartAndDuration) {
     EXPECT_EQ(1440, MinutesOf(item));
 }
 
-TEST_F(Appointment, AllDayOnesTakeRecipientsOutsideOfASeries) {
-    const auto item = NewAppointment();
-    EXPECT_HR(S_OK, item->put_AllDayEvent(VARIANT_TRUE));
-    Ref<IRecipient> recipient;
-    EXPECT_HR(S_OK, GetObject(item, &IAppointment::get_Recipients)->Add(Bstr(u"Ann"), recipient.Out()));
-    EXPECT_HR(S_OK, item->Save());
+TEST_F(Appointment, AllDayOnesTakeRecipientsAloneAndAsASeries) {
+    for (const bool recurs : {false, true}) {
+        SCOPED_TRACE(recurs);
+        const auto item = NewAppointment();
+        EXPECT_HR(S_OK, item->put_ReminderSet(VARIANT_FALSE));
+        EXPECT_HR(S_OK, item->put_AllDayEvent(VARIANT_TRUE));
+        if (recurs) {
+            EXPECT_HR(S_OK, PatternOf(item)->put_RecurrenceType(olRecursDaily));
+        }
+        Ref<IRecipient> recipient;
+        EXPECT_HR(S_OK, GetObject(item, &IAppointment::get_Recipients)->Add(Bstr(u"Ann"), recipient.Out()));
+        EXPECT_HR(S_OK, item->Save());
+        EXPECT_EQ(1, Get(GetObject(Again(item), &IAppointment::get_Recipients), &IRecipients::get_Count));
+        EXPECT_EQ(recurs, Recurs(Again(item)));
+    }
 }
 
 // --- Properties of IItem --------------------------------------------------------------------------------------
