@@ -1,6 +1,8 @@
 // Records of all three types through the database objects and the real Pocket Outlook: out as a packet, in as an item.
 #include <gmock/gmock.h>
 
+#include <algorithm>
+
 #include "platform/changewriter/change_writer.h"
 #include "tests/database/session_double.h"
 #include "tests/support/change_tables.h"
@@ -116,6 +118,41 @@ TEST_F(HostRecords, AContactWithPictureCategoriesAndNoteIsTheSameWhereItArrives)
     ASSERT_NE(copy, 0u);
     EXPECT_NE(copy, oid);
     EXPECT_EQ(database.GetRecordCRC(copy), database.GetRecordCRC(oid));
+}
+
+// What the base takes goes on to the type's own writer, which then says that it does not know it.
+TEST_F(HostRecords, EachTypesWriterSeesAPropertyBehindTheBase) {
+    CEPROPVAL categories = {};
+    categories.propid = 0xAFF0001F;
+    WCHAR text[] = TEXT("Friends");
+    categories.val.lpwstr = text;
+    CKezCEPacket packet;
+    CCEPoom session;
+    const auto write = [&](CKezAspDB& database, DWORD type) {
+        EXPECT_TRUE(session.InitializeItem(0, type, 0));
+        StartLog(100);
+        EXPECT_EQ(database.PropToPoom(packet, &categories, &session), TRUE);
+        std::vector<std::string> lines = TrimmedLog(device);
+        lines.erase(lines.begin(), std::find(lines.begin(), lines.end(), "CKezAspDB::PropToPoom - PropID (31) +"));
+        StartLog(0);
+        return lines;
+    };
+    const std::vector<std::string> base = {"CKezAspDB::PropToPoom - PropID (31) +", "CCEPoom::SetCategories +",
+                                           "CCEPoom::SetCategories -", "CKezAspDB::PropToPoom -"};
+    const auto andThen = [&](std::vector<std::string> own) {
+        own.insert(own.begin(), base.begin(), base.end());
+        return own;
+    };
+    ContactDatabase contacts;
+    EXPECT_EQ(write(contacts, 24), andThen({"Unhandled prop 0xaff0001f"}));
+    TaskDatabase tasks;
+    EXPECT_EQ(write(tasks, 26), andThen({}));
+    AppointmentDatabase appointments;
+    EXPECT_EQ(write(appointments, 25), andThen({"CKezAspDBAppt::PropToPoom::propid=0xaff0001f, hr=0x00000000"}));
+    BSTR set = nullptr;
+    EXPECT_EQ(session.m_pAppt->get_Categories(&set), S_OK);
+    EXPECT_EQ(std::u16string(set), u"Friends");
+    SysFreeString(set);
 }
 
 TEST_F(HostRecords, ATaskIsTheSameWhereItArrives) {
