@@ -243,6 +243,7 @@ TEST_F(Listing, TypeInfoIsCountNominalSizeAndNow) {
     Trace(50);
     EXPECT_TRUE(database.GetObjTypeInfo(&type));
     EXPECT_EQ(std::u16string(type.szName), u"Contacts Database");
+    EXPECT_THAT(database.DoubleRead().calls, ElementsAre("InitializeType 65", "GetRecordCount"));
     EXPECT_EQ(type.cObjects, 3u);
     EXPECT_EQ(type.cbAllObj, 3000u);
     SYSTEMTIME time = {};

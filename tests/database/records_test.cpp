@@ -196,6 +196,25 @@ TEST_F(Records, AnAppointmentBringsItsRecipientsAndItsStartInUtc) {
                                      "CKezAspDB::DBFillPacket StartTime (converted) = 46083"}));
 }
 
+TEST_F(Records, RecipientsWithoutATextAddNothing) {
+    class NoText : public SessionDouble {
+        BOOL GetRecipients(WCHAR** out) override {
+            *out = new WCHAR[1]();
+            return TRUE;
+        }
+    };
+    AppointmentDatabase database;
+    auto* session = new NoText;
+    session->loadable = {11};
+    database.m_cpRead = session;
+    auto* item = new AppointmentItem;
+    session->m_pAppt = item;
+    database.DBFillPacket(11, packet);
+    session->m_pAppt = nullptr;
+    item->Release();
+    EXPECT_THAT(Identifiers(packet), ElementsAre(0x420D0040u, 0xAFF1000Bu));
+}
+
 TEST_F(Records, AStartThatNoCalendarHoldsIsSentAsItIs) {
     AppointmentDatabase database;
     SessionDouble& session = database.DoubleRead();
@@ -307,6 +326,21 @@ TEST_F(Writing, ANewRecordReturnsItsIdentifierAndIsRememberedAsOurs) {
     ASSERT_NE(database.m_cleanupList, nullptr);
     EXPECT_EQ(database.m_cleanupList->oid, 21u);
     EXPECT_THAT(database.seen, ElementsAre(0x3A06001Fu));
+}
+
+TEST_F(Writing, AWriteFlushesItsOwnVolumeAndThatOfTheChangesBeforeTheFlagIsCleared) {
+    Receive({});
+    PlainDatabase database;
+    database.DoubleWrite().loadable = {0};
+    database.DoubleWrite().savedOid = 21;
+    control::CountCalls(true);
+    database.DBWritePacket(0, packet);
+    EXPECT_EQ(control::CallCount("CeFlushDBVol"), 2u);
+    database.DoubleWrite().savedOid = 0;
+    database.DBWritePacket(0, packet);
+    EXPECT_EQ(control::CallCount("CeFlushDBVol"), 2u) << "nothing was written";
+    database.CloseDatabase();
+    EXPECT_EQ(control::CallCount("CeFlushDBVol"), 4u) << "on closing, and for the flag that is cleared once more";
 }
 
 TEST_F(Writing, ARecordThatKeepsItsIdentifierIsClearedAndRememberedToo) {
