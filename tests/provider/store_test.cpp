@@ -1,6 +1,7 @@
 // The store: finding folders, status codes, purge requests, the mutex, the marker file.
 #include <thread>
 
+#include "platform/propertydb/volume.h"
 #include "tests/provider/provider_fixture.h"
 
 namespace kez::tests {
@@ -378,6 +379,29 @@ TEST_F(Store, PurgingCategoriesTouchesNoFolder) {
     EXPECT_EQ(request.uCode, 8u);
     for (std::size_t i = 0; i < 3; ++i) EXPECT_THAT(store.Folder(i).notes, IsEmpty()) << i;
     EXPECT_THAT(Log(), Contains("CKEZASPContactStore::SyncData::Purge::Category-"));
+}
+
+TEST_F(Store, PurgingCategoriesOpensTheirDatabaseAndGivesItBack) {
+    const auto volume = propertydb::Volume::OpenOrCreate(TEXT("\\pim.vol"));
+    propertydb::DatabaseDefinition database;
+    database.name = TEXT("\\Categories Database");
+    database.sortOrders = {{{{0x0080001F}}, 0}};
+    volume->EnsureDatabase(database);
+    StoreDouble store;
+    SDREQUEST request = {};
+    request.uCode = 8;
+    const std::int64_t handles = control::Live().handles;
+    Trace(50);
+    EXPECT_EQ(store.SyncData(&request), 0);
+    EXPECT_THAT(Log(), Contains("Purging 0 records"));
+    EXPECT_EQ(Log().end()[-3], "CKezAspDB::~CKezAspDB()") << "the object is deleted before the last two traces";
+    EXPECT_EQ(control::Live().handles, handles + 1) << "the log's own";
+    propertydb::PropertySet record;
+    record.SetText(0x0080001F, u"Friends");
+    volume->Insert(volume->FindDatabase(TEXT("\\Categories Database")), record);
+    EXPECT_EQ(store.SyncData(&request), E_FAIL) << "Pocket Outlook has no such type, so no session can delete it";
+    request.uCode = 1;
+    EXPECT_EQ(store.SyncData(&request), E_FAIL) << "the last purge's result counts";
 }
 
 TEST_F(Store, ACategoriesObjectThatFindsNoMemoryIsLeftOut) {
