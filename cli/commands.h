@@ -45,9 +45,11 @@ struct SyncOptions {
     bool force = false;
     bool dryRun = false;
 };
+sync::Report Synchronise(const Common& common, const SyncOptions& options);
 ExitCode Sync(const Common& common, const SyncOptions& options);
 ExitCode Status(const Common& common, const std::filesystem::path& folder);
 ExitCode Check(const Common& common, const std::filesystem::path& folder);
+ExitCode Undo(const Common& common, const std::filesystem::path& folder, bool force);
 ExitCode Conflicts(const Common& common, const std::filesystem::path& folder);
 ExitCode Resolve(const Common& common, const std::filesystem::path& folder, const std::string& item,
                  const std::string& choice);

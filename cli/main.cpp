@@ -129,6 +129,12 @@ void AddCommands(CLI::App& app, Request& request) {
     sync->add_flag("--dry-run", request.sync.dryRun, "say what would be done, and change nothing");
     sync->add_flag("--force", request.sync.force, "go on where safety refuses");
 
+    auto* undo = command("undo", "Take back the last synchronisation that changed something, on both sides",
+                         "kezsync undo --device my-device ~/people",
+                         [&request] { return Undo(request.common, request.folder, request.force); });
+    undo->add_option("FOLDER", request.folder, "the folder that was synchronised")->required();
+    undo->add_flag("--force", request.force, "also where something changed since; that is lost");
+
     auto* status = command("status", "What changed on each side since both last agreed; clears and changes nothing",
                            "kezsync status --device my-device ~/people",
                            [&request] { return Status(request.common, request.folder); });

@@ -197,6 +197,12 @@ void Pairing::Prepare(const DeviceSession& device, const Common& common, const S
     }
 }
 
+void Pairing::KeepForUndo(UndoRecord& record) {
+    const fs::path place = record.Begin(m_folder);
+    m_state->CopyTo(place / "state.db");
+    m_realFiles.Record(place);
+}
+
 sync::Options Pairing::AgreementOptions() const {
     sync::Options options;
     options.types = m_options.types;

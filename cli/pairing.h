@@ -11,6 +11,7 @@
 #include "cli/device_session.h"
 #include "cli/partnership.h"
 #include "cli/rehearsal.h"
+#include "cli/undo.h"
 #include "engine/device_store.h"
 #include "partner/folder_cache.h"
 #include "partner/folder_store.h"
@@ -59,6 +60,9 @@ class Pairing {
     sync::State& State() { return *m_state; }
     sync::Options AgreementOptions() const;
 
+    // From now on everything that is written can be taken back.
+    void KeepForUndo(UndoRecord& record);
+
  private:
     void MakeFolder(const std::string& partnerName, bool wasHere);
     void Prepare(const DeviceSession& device, const Common& common, const SyncOptions& options);
@@ -67,7 +71,7 @@ class Pairing {
     std::filesystem::path m_folder;
     std::unique_ptr<FolderLock> m_deviceLock;
     std::unique_ptr<FolderLock> m_folderLock;
-    partner::RealFileLayer m_realFiles;
+    UndoFiles m_realFiles;
     Rehearsal* m_rehearsal;
     partner::FileLayer& m_files;
     std::vector<std::unique_ptr<partner::ItemFormat>> m_formats;

@@ -86,18 +86,32 @@ ExitCode DryRun(const Common& common, const SyncOptions& options) {
 
 }  // namespace
 
+sync::Report Synchronise(const Common& common, const SyncOptions& options) {
+    const auto start = std::chrono::steady_clock::now();
+    UndoRecord undo(common.device, common.partner);
+    sync::Report report;
+    {
+        const DeviceSession session(common.device);
+        if (options.logLevel >= 0) session.SetLogLevel(options.logLevel);
+        Pairing pairing(session, common, options);
+        sync::Options agreed = pairing.AgreementOptions();
+        ProgressBar bar(!common.output.quiet && !common.output.json);
+        agreed.progress = [&bar](const sync::Progress& progress) { bar.Show(progress); };
+        agreed.ask = AskUser;
+        sync::Agreement agreement(pairing.Device(), pairing.Folder(), pairing.State(), agreed);
+        undo.TellOthers();
+        const sync::Plan plan = agreement.MakePlan();
+        if (!plan.steps.empty()) pairing.KeepForUndo(undo);
+        report = agreement.CarryOut(plan);
+    }
+    undo.End();
+    report.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    return report;
+}
+
 ExitCode Sync(const Common& common, const SyncOptions& options) {
     if (options.dryRun) return DryRun(common, options);
-    const auto start = std::chrono::steady_clock::now();
-    const DeviceSession session(common.device);
-    if (options.logLevel >= 0) session.SetLogLevel(options.logLevel);
-    Pairing pairing(session, common, options);
-    sync::Options agreement = pairing.AgreementOptions();
-    ProgressBar bar(!common.output.quiet && !common.output.json);
-    agreement.progress = [&bar](const sync::Progress& progress) { bar.Show(progress); };
-    agreement.ask = AskUser;
-    sync::Report report = sync::Agreement(pairing.Device(), pairing.Folder(), pairing.State(), agreement).Run();
-    report.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    const sync::Report report = Synchronise(common, options);
     PrintReport(report, common.output);
     return CodeOf(report);
 }

@@ -108,6 +108,11 @@ std::string Statement::Bytes(int column) const {
                  : std::string();
 }
 
+std::string Statement::Text(int column) const {
+    const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(m_statement, column));
+    return text ? std::string(text, sqlite3_column_bytes(m_statement, column)) : std::string();
+}
+
 Transaction::~Transaction() {
     if (m_open) sqlite3_exec(m_connection.Handle(), "ROLLBACK", nullptr, nullptr, nullptr);
 }

@@ -52,7 +52,8 @@ class Statement {
     void Reset();
 
     std::int64_t Integer(int column) const { return sqlite3_column_int64(m_statement, column); }
-    std::string Bytes(int column) const;
+    std::string Bytes(int column) const;  // as stored: of text, in the database's encoding
+    std::string Text(int column) const;   // in UTF-8
     bool IsNull(int column) const { return sqlite3_column_type(m_statement, column) == SQLITE_NULL; }
 
  private:

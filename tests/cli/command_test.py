@@ -567,3 +567,108 @@ class Output(CommandTest):
         self.assertTrue(all("FindObjects" in line for line in found))
         self.sync("--log-level", 0)
         self.assertEqual(len(self.out("log").splitlines()), len(everything))
+
+
+class Undo(CommandTest):
+    def items(self):
+        return {item["oid"]: item["fields"] for item in self.json("list")}
+
+    def files(self):
+        return {path.name: path.read_bytes() for path in self.folder.glob("*.vcf")}
+
+    def synchronise_changes_of_both_sides(self):
+        self.people("Ada Lovelace", "Alan Turing", "Emmy Noether", "Grace Hopper")
+        self.sync()
+        self.edit("Ada Lovelace", "END:VCARD", "TITLE:Countess\r\nX-A:1\r\nEND:VCARD")
+        self.run_command("set", self.oid("Alan Turing"), "JobTitle=Reader")
+        self.run_command("delete", self.oid("Emmy Noether"))
+        self.file("Grace Hopper").unlink()
+        self.write("folder/new.vcf", card("Sofja Kowalewskaja"))
+        self.run_command("import", self.write("more.vcf", card("Kurt Goedel")), "--quiet")
+        before = self.items(), self.files()
+        self.sync()
+        self.assertNotEqual((self.items(), self.files()), before)
+        return before
+
+    def test_puts_both_sides_back(self):
+        before = self.synchronise_changes_of_both_sides()
+        done = self.json("undo", self.folder)
+        self.assertEqual(done, {"restoredFiles": 2, "removedFiles": 1})
+        self.assertEqual((self.items(), self.files()), before)
+        self.assertIn("no synchronisation", self.error("undo", self.folder, code=FAILED))
+
+    def test_leaves_a_state_from_which_the_same_synchronisation_follows(self):
+        self.synchronise_changes_of_both_sides()
+        after = self.items().values()
+        self.out("undo", self.folder)
+        done = self.sync()["summary"]
+        self.assertEqual(
+            [done[name] for name in ("sent", "received", "deletedOnDevice", "deletedInFolder", "failed")], [2, 2, 1, 1, 0]
+        )
+        key = lambda fields: fields["LastName"]
+        self.assertEqual(sorted(self.items().values(), key=key), sorted(after, key=key))
+        self.assertEqual(self.sync()["summary"]["unchanged"], 4)
+
+    def test_is_of_the_last_synchronisation_that_did_something(self):
+        before = self.synchronise_changes_of_both_sides()
+        self.sync()
+        for path in self.folder.glob("*.vcf"):
+            path.touch()
+        self.sync()
+        self.out("undo", self.folder)
+        self.assertEqual((self.items(), self.files()), before)
+
+    def test_refuses_where_an_item_on_the_device_changed_since(self):
+        before = self.synchronise_changes_of_both_sides()
+        self.run_command("set", self.oid("Ada Lovelace"), "JobTitle=Programmer")
+        trees = self.items(), self.files()
+        self.assertIn("the device's Contacts Database was changed", self.error("undo", self.folder, code=REFUSED))
+        self.assertEqual((self.items(), self.files()), trees)
+        self.out("undo", self.folder, "--force")
+        self.assertEqual((self.items(), self.files()), before)
+
+    def test_refuses_where_a_file_that_it_would_touch_changed_since(self):
+        before = self.synchronise_changes_of_both_sides()
+        name = self.file("Alan Turing").name
+        self.edit("Alan Turing", "TITLE:Reader", "TITLE:Fellow")
+        self.assertIn(name, self.error("undo", self.folder, code=REFUSED))
+        self.out("undo", self.folder, "--force")
+        self.assertEqual((self.items(), self.files()), before)
+
+    def test_keeps_files_that_it_has_nothing_to_do_with(self):
+        self.synchronise_changes_of_both_sides()
+        self.edit("Ada Lovelace", "X-A:1", "X-A:2")  # was read by the synchronisation, not written
+        self.write("folder/later.vcf", card("Lise Meitner"))
+        self.out("undo", self.folder)
+        self.assertIn("X-A:2", self.file("Ada Lovelace").read_text())
+        self.assertTrue((self.folder / "later.vcf").exists())
+
+    def test_refuses_after_the_other_partnership_heard_of_it(self):
+        self.people("Ada Lovelace")
+        self.sync()
+        other = self.place / "other"
+        self.json("sync", other, "--partner", 2)
+        self.edit("Ada Lovelace", "END:VCARD", "TITLE:Countess\r\nEND:VCARD")
+        self.sync()
+        self.json("sync", other, "--partner", 2)
+        self.assertIn("other partnership", self.error("undo", self.folder, code=REFUSED))
+
+    def test_of_another_folder_is_refused_by_name(self):
+        self.people("Ada Lovelace")
+        self.sync()
+        other = self.place / "other"
+        other.mkdir()
+        self.assertIn(str(self.folder), self.error("undo", other, code=FAILED))
+
+    def test_an_interrupted_undo_goes_on(self):
+        before = self.synchronise_changes_of_both_sides()
+        # As far as it gets before the volumes are put back.
+        (self.device / ".kezundo" / "1" / "restoring").touch()
+        (self.folder / self.file("Kurt Goedel").name).unlink()
+        self.out("undo", self.folder)
+        self.assertEqual((self.items(), self.files()), before)
+
+    def test_a_synchronisation_with_nothing_to_do_keeps_nothing(self):
+        self.init()
+        self.sync()
+        self.assertFalse((self.device / ".kezundo").exists())
