@@ -267,6 +267,9 @@ TEST_F(Store, AFailedWaitDoesNotStopANotification) {
     OBJNOTIFY notify = Notice(u"KEZContact");
     EXPECT_TRUE(store.ObjectNotify(&notify));
     EXPECT_THAT(store.Folder(0).notes, ElementsAre("ObjectNotify"));
+    fault.call = "WaitForSingleObject";
+    control::PlanFault(fault);
+    EXPECT_TRUE(store.CheckSetMutex()) << "only a wait that timed out is a failure";
 }
 
 // --- Status ---
