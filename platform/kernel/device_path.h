@@ -15,7 +15,7 @@ namespace kez::kernel {
 // device folder are refused.
 std::optional<std::filesystem::path> HostPath(LPCWSTR devicePath);
 
-std::string ToUtf8(LPCWSTR text);              // lone surrogates become U+FFFD
+std::string ToUtf8(LPCWSTR text);                  // lone surrogates become U+FFFD
 std::u16string FromUtf8(const std::string& text);  // broken sequences become U+FFFD
 
 }  // namespace kez::kernel

@@ -10,7 +10,7 @@ namespace kez::kernel {
 
 // What a handle stands for. The table holds one reference; closing the handle drops it.
 class Object {
-   public:
+ public:
     virtual ~Object() = default;
     // Called by CloseHandle before the table lets go. Returns 0, or the last error with which the close fails.
     virtual DWORD OnClose() { return 0; }

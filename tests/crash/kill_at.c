@@ -31,7 +31,7 @@ __attribute__((destructor)) static void End(void) {
     if (!file) return;
     char text[32];
     const int size = snprintf(text, sizeof text, "%ld", atomic_load(&g_calls));
-    ssize_t (*real)(int, const void*, size_t) = (ssize_t (*)(int, const void*, size_t))dlsym(RTLD_NEXT, "write");
+    ssize_t (*real)(int, const void*, size_t) = (ssize_t(*)(int, const void*, size_t))dlsym(RTLD_NEXT, "write");
     const int to = open(file, O_WRONLY | O_CREAT | O_TRUNC, 0600);
     if (to >= 0) {
         if (real(to, text, (size_t)size) != size) _exit(99);
@@ -42,15 +42,15 @@ __attribute__((destructor)) static void End(void) {
 static int Count(void) { return atomic_fetch_add(&g_calls, 1) + 1 == g_kill_at; }
 static void Die(void) { kill(getpid(), SIGKILL); }
 
-#define CALL(result, name, parameters, arguments)                                   \
-    result name parameters {                                                        \
-        static result(*real) parameters;                                            \
-        if (!real) real = (result(*) parameters)dlsym(RTLD_NEXT, #name);            \
-        const int hit = Count();                                                    \
-        if (hit && !g_after) Die();                                                 \
-        const result answer = real arguments;                                       \
-        if (hit) Die();                                                             \
-        return answer;                                                              \
+#define CALL(result, name, parameters, arguments)                        \
+    result name parameters {                                             \
+        static result(*real) parameters;                                 \
+        if (!real) real = (result(*) parameters)dlsym(RTLD_NEXT, #name); \
+        const int hit = Count();                                         \
+        if (hit && !g_after) Die();                                      \
+        const result answer = real arguments;                            \
+        if (hit) Die();                                                  \
+        return answer;                                                   \
     }
 
 CALL(ssize_t, write, (int file, const void* data, size_t size), (file, data, size))

@@ -41,7 +41,9 @@ inline std::string Masked(std::string line) {
         {std::regex(R"((retrieved existing guid).*)"), "$1"},
         {std::regex(R"((mod values: )[-0-9]+, [-0-9]+)"), "$1*"},
         {std::regex(R"((RecordProps::\()[0-9]+<)"), "$1*<"},
-        {std::regex(R"((m_vProps = 0x|size = [0-9]+, bytes = 0x|pNotify=|lpvUser=|lpbVolumeID=|blob\.lpb = 0x|AddrOfPbuf=|pbyte==)[-0-9a-f]+)"), "$1*"},
+        {std::regex(
+             R"((m_vProps = 0x|size = [0-9]+, bytes = 0x|pNotify=|lpvUser=|lpbVolumeID=|blob\.lpb = 0x|AddrOfPbuf=|pbyte==)[-0-9a-f]+)"),
+         "$1*"},
     };
     for (const auto& rule : rules) line = std::regex_replace(line, rule.what, rule.with);
     return line;
