@@ -53,7 +53,9 @@ std::string LocalTimeZone() {
 
 fs::path ProviderFile() {
     if (const char* file = std::getenv("KEZSYNC_PROVIDER"); file && *file) return file;
-    return fs::read_symlink("/proc/self/exe").parent_path() / "../lib/DevKEZASPContact.so";
+    const fs::path libraries = fs::read_symlink("/proc/self/exe").parent_path() / "../lib";
+    const fs::path installed = libraries / "kezsync/DevKEZASPContact.so";
+    return fs::exists(installed) ? installed : libraries / "DevKEZASPContact.so";
 }
 
 }  // namespace kez::cli

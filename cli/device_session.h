@@ -36,7 +36,7 @@ void MakeDevice(const std::filesystem::path& folder, const std::string& timeZone
 // The tz name that this machine's clock goes by; "UTC" where it does not say.
 std::string LocalTimeZone();
 
-// The provider library beside this program, or what KEZSYNC_PROVIDER names.
+// The provider library installed with this program or built beside it, or what KEZSYNC_PROVIDER names.
 std::filesystem::path ProviderFile();
 
 }  // namespace kez::cli

@@ -672,3 +672,45 @@ class Undo(CommandTest):
         self.init()
         self.sync()
         self.assertFalse((self.device / ".kezundo").exists())
+
+
+class Install(CommandTest):
+    def test_what_is_installed_works_where_it_was_put(self):
+        build = pathlib.Path(KEZSYNC).parents[1]
+        prefix = self.place / "usr"
+        for room in ("cli", "platform/changewriter"):
+            subprocess.run(
+                ["cmake", "-DCMAKE_INSTALL_PREFIX=" + str(prefix), "-P", build / room / "cmake_install.cmake"],
+                check=True,
+                capture_output=True,
+            )
+        for name in (
+            "bin/kezsync",
+            "lib/kezsync/libkezdevice.so",
+            "lib/kezsync/DevKEZASPContact.so",
+            "share/man/man1/kezsync.1",
+            "share/bash-completion/completions/kezsync",
+            "share/doc/kezsync/guide.md",
+        ):
+            self.assertTrue((prefix / name).is_file(), name)
+        for program in ("kezsync", "kezchangewriter"):
+            libraries = subprocess.run(["ldd", prefix / "bin" / program], capture_output=True, text=True).stdout
+            self.assertIn(str(prefix), libraries, program)
+            self.assertNotIn("not found", libraries, program)
+        self.people("Ada Lovelace")
+        done = subprocess.run(
+            [prefix / "bin/kezsync", "sync", self.folder, "--json"],
+            capture_output=True,
+            text=True,
+            env={**self.environment, "LD_LIBRARY_PATH": ""},
+        )
+        self.assertEqual((done.returncode, done.stderr), (DONE, ""))
+        self.assertEqual(json.loads(done.stdout)["summary"]["received"], 1)
+
+
+class ManPage(CommandTest):
+    def test_names_every_command(self):
+        page = (pathlib.Path(__file__).parents[2] / "docs/kezsync.1").read_text()
+        overview = self.out("--help")
+        for command in re.findall(r"^  ([a-z]+) ", overview[re.search("(?i)subcommands:", overview).end() :], re.M):
+            self.assertRegex(page, rf'(?m)^\.B[IR] "?{command}\b')
