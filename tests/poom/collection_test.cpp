@@ -231,6 +231,18 @@ TEST_F(Collection, PurgeOfTwelveTracesAFewPasses) {
     }
 }
 
+TEST_F(Collection, PurgeTakesThePositionOfTheWalkWhereverItStands) {
+    for (CEOID oid = 1; oid <= 3; ++oid) Add(oid);
+    Open();
+    session->m_iIndex = 2;
+    EXPECT_EQ(session->Purge(), TRUE);
+    EXPECT_EQ(collection->shelf.size(), 1u) << "what lies before it stays";
+    EXPECT_THAT(calls.Take("IPOutlookItemCollection::Item"),
+                ElementsAre("IPOutlookItemCollection::Item(2)", "IPOutlookItemCollection::Item(2)",
+                            "IPOutlookItemCollection::Item(2)"));
+    EXPECT_EQ(session->m_iIndex, 2);
+}
+
 TEST_F(Collection, PurgeGoesOnPastItemsThatStay) {
     for (CEOID oid = 1; oid <= 3; ++oid) Add(oid);
     Open();

@@ -210,6 +210,18 @@ TEST_F(Session, AnItemWithoutPatternIsLoadedAllTheSame) {
     }
 }
 
+TEST_F(Session, TheResultThatIsTracedIsThatOfTheLastCall) {
+    app->next = appointment.Get();
+    appointment->pattern = pattern.Get();
+    calls.Fail("IAppointment::GetRecurrencePattern", E_ACCESSDENIED);
+    EXPECT_EQ(session->InitializeItem(5, 25, 5), TRUE);
+    Lines traces = TakeTraces();
+    traces.erase(traces.begin(), traces.end() - 3);
+    EXPECT_THAT(traces,
+                ElementsAre(TraceLine{0, "CKezAspDB::InitializeItem::GetRecurrancePattern failed"},
+                            TraceLine{0, "hr = -2147024891"}, TraceLine{0, "CKezAspDB::InitializeItem:: OK -"}));
+}
+
 TEST_F(Session, AnItemThatCannotBeHadIsTracedTwice) {
     for (const DWORD type : {24u, 25u, 26u}) {
         calls.Fail("IPOutlookApp::GetItemFromOid", E_INVALIDARG);
