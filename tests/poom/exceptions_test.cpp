@@ -173,11 +173,13 @@ TEST_F(Recurrence, ATaskIsReadTheSameWay) {
     EXPECT_EQ(session->m_recurrence.bRecurrFound, TRUE);
 }
 
-TEST_F(Recurrence, OnlyTheAutomationTrueIsRecurring) {
+TEST_F(Recurrence, OnlyTheAutomationTrueIsRecurringAndEndless) {
     LoadAppointment();
     appointment->recurring = 1;
+    pattern->noEndDate = 1;
     session->GetRecurring();
     EXPECT_EQ(session->m_recurrence.bRecurrFound, FALSE);
+    EXPECT_EQ(session->m_recurrence.bNoEndDate, FALSE);
 }
 
 TEST_F(Recurrence, AMissingPatternIsFetched) {

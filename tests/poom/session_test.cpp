@@ -1,6 +1,7 @@
 // The life of a session: construction and destruction, logging on, loading items, letting go, and the order of the
 // virtual operations.
 #include <thread>
+#include <utility>
 
 #include "platform/control/control.h"
 #include "tests/poom/bridge_fixture.h"
@@ -60,6 +61,13 @@ TEST_F(Session, TheLastReferenceOfTheApplicationMakesItAbsent) {
     EXPECT_EQ(constructedBefore->GetApplication(), last);
     constructedBefore.reset();
     EXPECT_EQ(CCEPoom::m_polApp, nullptr);
+}
+
+TEST_F(Session, TheCountOfSessionsStopsAtNone) {
+    const LONG before = std::exchange(CCEPoom::m_cInstances, -1);
+    { const CCEPoom another; }
+    EXPECT_EQ(CCEPoom::m_cInstances, 0);
+    CCEPoom::m_cInstances = before;
 }
 
 TEST_F(Session, DestructionWithoutApplicationOnlyTraces) {
