@@ -260,6 +260,23 @@ TEST_F(Properties, AReadThatFailsEndsThePicture) {
     ExpectPicture(0, 32768);
 }
 
+// Says that it read although it failed.
+class BoastingStream : public RecordingStream {
+ public:
+    using RecordingStream::RecordingStream;
+    HRESULT Read(void*, ULONG, ULONG* read) override {
+        *read = 100;
+        return E_FAIL;
+    }
+};
+
+TEST_F(Properties, AReadThatFailsBringsNoBytesWhateverItSays) {
+    Owned<BoastingStream> boasting(calls);
+    item->stream = boasting.Get();
+    ASSERT_TRUE(ReadContact());
+    ExpectPicture(0, 32768);
+}
+
 TEST_F(Properties, AFullReadThatIsNotQuiteSuccessfulIsTheLast) {
     calls.Fail("IStream::Read", S_FALSE);
     ASSERT_TRUE(ReadPicture(65536));

@@ -385,6 +385,17 @@ TEST_F(Saving, TheResultIsTheLastAttempts) {
                 ElementsAre("CCEPoom::Save::IItem->Save()::(NO RECUR) hr=0x80040068 "));
 }
 
+TEST_F(Saving, OnlyPlainSuccessEndsTheAttempts) {
+    LoadAppointment();
+    calls.Fail("IAppointment::Save", S_FALSE, 3);
+    EXPECT_EQ(Save(), S_FALSE);
+    EXPECT_EQ(calls.Take("IAppointment::Save").size(), 3u);
+    EXPECT_THAT(
+        TakeTraceTexts("CCEPoom::Save::IItem->Save()"),
+        ElementsAre("CCEPoom::Save::IItem->Save() hr=0x00000001 ", "CCEPoom::Save::IItem->Save() hr=0x00000001 ",
+                    "CCEPoom::Save::IItem->Save()::(NO RECUR) hr=0x00000001 "));
+}
+
 TEST_F(Saving, ARecurringTaskFallsBackToo) {
     LoadTask(true);
     calls.Fail("ITask::Save", E_INVALIDDATES, 2);

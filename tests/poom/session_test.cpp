@@ -1,5 +1,6 @@
 // The life of a session: construction and destruction, logging on, loading items, letting go, and the order of the
 // virtual operations.
+#include <cstring>
 #include <thread>
 #include <utility>
 
@@ -414,6 +415,47 @@ TEST_F(Session, InnerCallsGoThroughTheTable) {
     EXPECT_EQ(refusing.GetFirstID(), 77u);
     EXPECT_FALSE(refusing.InitializeType(24, 0));
     EXPECT_FALSE(refusing.InitializeItem(0, 24, 0));
+    EXPECT_THAT(calls.Take(), IsEmpty()) << "the application is there, and is not asked without a logon";
+
+    struct Counting : CCEPoom {
+        BOOL ReleaseItems() override {
+            ++released;
+            return CCEPoom::ReleaseItems();
+        }
+        int released = 0;
+    } counting;
+    counting.Logoff();
+    EXPECT_EQ(counting.released, 1);
+    CEOID oid = 0;
+    counting.Save(&oid);
+    EXPECT_EQ(counting.released, 2);
+    counting.InitializeItem(0, 24, 0);
+    EXPECT_EQ(counting.released, 3);
+}
+
+// What ReleaseItems would have cleared by itself, seen by a session that keeps it.
+TEST_F(Session, WithoutItemTheRecurrenceIsMarkedAsAbsent) {
+    struct Keeping : CCEPoom {
+        BOOL ReleaseItems() override { return TRUE; }
+    } keeping;
+    const DATE start = 46083.3;
+    for (const DWORD type : {24u, 25u, 26u}) {
+        keeping.m_recurrence.RecurrenceStartDate = start;
+        keeping.m_recurrence.PatternStartDate = start;
+        keeping.m_recurrence.bRecurrFound = TRUE;
+        calls.Fail("IPOutlookApp::GetItemFromOid", E_INVALIDARG);
+        EXPECT_FALSE(keeping.InitializeItem(5, type, 5));
+        EXPECT_EQ(keeping.m_recurrence.bRecurrFound, FALSE) << type;
+        EXPECT_EQ(keeping.m_recurrence.PatternStartDate, start) << type;
+        DATE firstWordCleared = start;
+        std::memset(&firstWordCleared, 0, sizeof(DWORD));
+        EXPECT_EQ(keeping.m_recurrence.RecurrenceStartDate, type == 24 ? start : firstWordCleared) << type;
+    }
+    keeping.m_recurrence.bRecurrFound = TRUE;
+    app->next = contact.Get();
+    EXPECT_TRUE(keeping.InitializeItem(5, 24, 5));
+    EXPECT_EQ(keeping.m_recurrence.bRecurrFound, FALSE) << "a contact has no pattern";
+    keeping.CCEPoom::ReleaseItems();
 }
 
 }  // namespace
