@@ -87,7 +87,10 @@ void PairRecipients(Fields& fields) {
     found->second = pairs;
 }
 
-void DropModifiedOccurrences(Fields& fields) { fields.erase("ModifiedOccurrences"); }
+void DropModifiedOccurrences(Fields& fields) {
+    fields.erase("ModifiedOccurrences");
+    fields.erase("ModifiedOccurrenceDates");
+}
 
 // The device writes these texts in 8-bit characters and widens them with their sign.
 void NarrowOccurrences(Fields& fields) {

@@ -1,5 +1,6 @@
 #include "partner/item_format.h"
 
+#include "partner/calendar_format.h"
 #include "partner/vcard.h"
 
 namespace kez::partner {
@@ -19,9 +20,10 @@ ItemFormat::Writing CardFormat::Make(const sync::Item& item, const std::string& 
     return {{}, NewCard(item, uid, revision)};
 }
 
-std::vector<std::unique_ptr<ItemFormat>> AllFormats(const std::string&) {
+std::vector<std::unique_ptr<ItemFormat>> AllFormats(const std::string& zone) {
     std::vector<std::unique_ptr<ItemFormat>> formats;
     formats.push_back(std::make_unique<CardFormat>());
+    formats.push_back(std::make_unique<CalendarFormat>(zone));
     return formats;
 }
 

@@ -339,8 +339,8 @@ void AddClearing(Packet& packet, const RecordField& field) {
 }
 
 // A field that a device sends and takes no notice of.
-bool IsSentOnly(const RecordField& field) {
-    return field.name == "ModifiedOccurrences" || field.name == "DateCompleted";
+bool IsSentOnly(std::string_view name) {
+    return name == "ModifiedOccurrences" || name == "ModifiedOccurrenceDates" || name == "DateCompleted";
 }
 
 }  // namespace
@@ -366,7 +366,8 @@ std::string RecordCodec::Encode(const Item& wanted, const Item* held) const {
     std::erase_if(item.fields, [](const auto& field) { return field.second.empty(); });
     AddDefaults(item);
     for (const auto& field : FieldsOf(item.type))
-        if (auto found = item.fields.find(std::string(field.name)); found != item.fields.end())
+        if (auto found = item.fields.find(std::string(field.name));
+            found != item.fields.end() && !IsSentOnly(field.name))
             if (std::string wrong = WrongWith(field, found->second); !wrong.empty()) throw PacketError(wrong);
     for (const auto& row : Asymmetries())
         if (row.toDevice && HoldsFor(row, item.type)) row.toDevice(item.fields);
@@ -374,7 +375,7 @@ std::string RecordCodec::Encode(const Item& wanted, const Item* held) const {
 
     Packet packet;
     for (const auto& field : FieldsOf(item.type)) {
-        if (IsSentOnly(field)) continue;
+        if (IsSentOnly(field.name)) continue;
         std::string name(field.name);
         if (auto found = item.fields.find(name); found != item.fields.end())
             AddValue(packet, field, found->second);
@@ -386,7 +387,7 @@ std::string RecordCodec::Encode(const Item& wanted, const Item* held) const {
 
 std::string RecordCodec::WhyNotHeld(const Item& item) const {
     for (const auto& [name, value] : item.fields) {
-        if (value.empty()) continue;
+        if (value.empty() || IsSentOnly(name)) continue;
         const RecordField* field = FindField(item.type, name);
         if (!field) return "a device has no field " + name;
         if (std::string wrong = WrongWith(*field, value); !wrong.empty()) return wrong;

@@ -192,8 +192,8 @@ void DropUnusedRecurrence(sync::Item& item) {
     for (const auto& row : kPatternUses)
         if (recurs && row.type == Get(fields, "RecurrenceType")) use = row;
     if (!recurs)
-        for (const char* name :
-             {"RecurrenceType", "NoEndDate", "PatternEndDate", "ExceptionDates", "ModifiedOccurrences"})
+        for (const char* name : {"RecurrenceType", "NoEndDate", "PatternEndDate", "ExceptionDates",
+                                 "ModifiedOccurrences", "ModifiedOccurrenceDates"})
             fields.erase(name);
     if (!use.interval) fields.erase("Interval");
     if (!use.mask) fields.erase("DayOfWeekMask");

@@ -311,7 +311,10 @@ TEST(Asymmetry, OccurrencesAreReadFromEightBitTextsAndNeverSent) {
               {{"Start", "2026-03-02 10:00:00"},
                {"IsRecurring", "1"},
                {"RecurrenceType", "1"},
-               {"ModifiedOccurrences", "x"}}};
+               {"ModifiedOccurrences", "x"},
+               {"ModifiedOccurrenceDates", "2026-03-09 10:00:00"}}};
+    EXPECT_EQ(Codec().WhyNotHeld(item), "") << "no device holds them, and none has to";
+    EXPECT_EQ(Codec().AsHeldByDevice(item).fields.count("ModifiedOccurrenceDates"), 0U);
     EXPECT_EQ(Received(Codec().Encode(item, nullptr)).count(0xAFE0001F), 0U);
     EXPECT_EQ(Codec().AsHeldByDevice(item).fields.count("ModifiedOccurrences"), 0U);
 }
