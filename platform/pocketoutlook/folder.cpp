@@ -71,13 +71,13 @@ HRESULT FolderItem::GetProps(const CEPROPID* ids, ULONG flags, WORD count, CEPRO
         if (HRESULT hr = CheckBlockArguments(ids, flags, count, values, bytes, heap); FAILED(hr)) return hr;
         std::vector<AnsweredProperty> answers;
         for (WORD i = 0; i < count; i++) {
-            AnsweredProperty answer{ids[i], std::nullopt};
+            AnsweredProperty answer{.id = ids[i], .made = {}};
             if (ids[i] == PIMPR_OID) {
-                answer.value = Value(std::int64_t{m_folder.GetSession().Store().FolderOid(m_folder.Row().type)});
+                answer.made = Value(std::int64_t{m_folder.GetSession().Store().FolderOid(m_folder.Row().type)});
             } else if (ids[i] == PIMPR_FOLDERNOTIFICATIONS) {
-                answer.value = Value(std::int64_t{m_notifications});
+                answer.made = Value(std::int64_t{m_notifications});
             } else if (ids[i] == PIMPR_FOLDER_CATEGORIES) {
-                if (auto text = CategoriesInUse(); !text.empty()) answer.value = Value(std::move(text));
+                if (auto text = CategoriesInUse(); !text.empty()) answer.made = Value(std::move(text));
             }
             answers.push_back(std::move(answer));
         }

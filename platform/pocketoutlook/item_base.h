@@ -22,6 +22,7 @@
 namespace kez::pocketoutlook {
 
 class PropertyStream;
+struct AnsweredProperty;
 
 class ItemBase : public IItem {
  public:
@@ -152,7 +153,7 @@ class ItemBase : public IItem {
     HRESULT WriteRecord();
     // The record's values as they are now, also where another object saved it meanwhile.
     const PropertyBag& FreshValues();
-    std::optional<Value> Answer(CEPROPID id, const PropertyBag& fresh) const;
+    AnsweredProperty Answer(CEPROPID id, const PropertyBag& fresh) const;
     // S_OK: taken. S_FALSE: not taken, or the same value as before.
     HRESULT SetProperty(const CEPROPVAL& element);
     HRESULT PutChecked(CEPROPID id, const Value* value);

@@ -2,6 +2,8 @@
 #include "platform/pocketoutlook/item_collection.h"
 
 #include <algorithm>
+#include <span>
+#include <utility>
 
 #include "platform/pocketoutlook/occurrence_list.h"
 
@@ -84,6 +86,9 @@ Ref<ItemBase> ItemCollection::At(INT index) {
     for (;;) {
         const Oids& oids = Current();
         if (position >= oids.size()) return {};
+        if (position == std::exchange(m_next, position + 1)) {
+            m_session->Store().ExpectReads(m_type, std::span(oids).subspan(position));
+        }
         if (auto item = OpenItem(m_session, m_type, oids[position])) return item;
         if (m_counter == m_session->Store().ChangeCounter(m_type)) return {};
     }

@@ -62,6 +62,7 @@ class ItemCollection final
 
     std::shared_ptr<const Oids> m_oids;  // good while the change counter is m_counter
     std::uint64_t m_counter = 0;
+    std::size_t m_next = 0;                         // the position behind the one opened last
     std::unique_ptr<OccurrenceList> m_occurrences;  // of m_oids
     Ref<ItemBase> m_calculator;                     // an empty item that calculates properties
 

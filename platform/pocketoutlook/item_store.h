@@ -12,6 +12,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -72,6 +73,10 @@ class ItemStore {
     std::size_t Count(OlItemType type) const;
     std::optional<OlItemType> TypeOf(CEOID oid) const;
     std::optional<PropertyBag> Read(OlItemType type, CEOID oid) const;  // nothing where there is no such item
+    // A hint before a Read: this one and those after it are of `oids`, one by one.
+    void ExpectReads(OlItemType type, std::span<const CEOID> oids) const {
+        m_volume->ExpectReads(Database(type), oids);
+    }
     // Calls `take` with every item of a type in the database's order until it returns false. `take` must not use the
     // store.
     void Walk(OlItemType type, const std::function<bool(CEOID, const PropertyBag&)>& take) const;

@@ -45,14 +45,17 @@ std::optional<Value> ItemBase::Calculated(CEPROPID id, const PropertyBag& values
     return value ? std::optional(*value) : std::nullopt;
 }
 
-std::optional<Value> ItemBase::Answer(CEPROPID id, const PropertyBag& fresh) const {
-    if (id == PIMPR_OID) return m_oid ? std::optional(Value(std::int64_t{m_oid})) : std::nullopt;
+AnsweredProperty ItemBase::Answer(CEPROPID id, const PropertyBag& fresh) const {
+    AnsweredProperty answer{.id = id, .made = {}};
     const PropertyRow* row = FindProperty(m_type, id);
-    if (!row && !Store().FindNamed(id)) return std::nullopt;
-    if (row && row->access == Access::Stream) return std::nullopt;
-    if (row && row->access == Access::Calculated) return Calculated(id, fresh);
-    const Value* value = fresh.Find(id);
-    return value ? std::optional(*value) : std::nullopt;
+    if (id == PIMPR_OID) {
+        if (m_oid) answer.made = Value(std::int64_t{m_oid});
+    } else if (row && row->access == Access::Calculated) {
+        answer.made = Calculated(id, fresh);
+    } else if (row ? row->access != Access::Stream : Store().FindNamed(id).has_value()) {
+        answer.stored = fresh.Find(id);
+    }
+    return answer;
 }
 
 HRESULT ItemBase::GetProps(const CEPROPID* ids, ULONG flags, WORD count, CEPROPVAL** values, ULONG* bytes,
@@ -70,8 +73,8 @@ HRESULT ItemBase::GiveProps(const CEPROPID* ids, ULONG flags, WORD count, CEPROP
     const bool onlyOid = count == 1 && ids[0] == PIMPR_OID;
     const PropertyBag& fresh = onlyOid ? m_stored : FreshValues();
     for (WORD i = 0; i < count; i++) {
-        answers.push_back({ids[i], Answer(ids[i], fresh)});
-        if (!answers.back().value) complete = false;
+        answers.push_back(Answer(ids[i], fresh));
+        if (!answers.back().Get()) complete = false;
     }
     const HRESULT hr = WriteBlock(answers, flags, values, bytes, heap);
     return hr == S_OK && m_oid == 0 && !complete ? MAPI_W_ERRORS_RETURNED : hr;

@@ -7,15 +7,15 @@
 namespace kez::pocketoutlook {
 namespace {
 
-std::size_t BytesBehind(const std::optional<Value>& value) {
+std::size_t BytesBehind(const Value* value) {
     if (!value) return 0;
-    if (const auto* text = std::get_if<std::u16string>(&*value)) return (text->size() + 1) * sizeof(WCHAR);
-    if (const auto* bytes = std::get_if<propertydb::Bytes>(&*value)) return bytes->size();
+    if (const auto* text = std::get_if<std::u16string>(value)) return (text->size() + 1) * sizeof(WCHAR);
+    if (const auto* bytes = std::get_if<propertydb::Bytes>(value)) return bytes->size();
     return 0;
 }
 
 // Texts come first behind the elements: bytes could leave them misaligned.
-bool IsText(const std::optional<Value>& value) { return value && std::holds_alternative<std::u16string>(*value); }
+bool IsText(const Value* value) { return value && std::holds_alternative<std::u16string>(*value); }
 
 CEVALUNION NumberUnion(CEPROPID id, std::int64_t number) {
     CEVALUNION result{};
@@ -39,16 +39,17 @@ CEVALUNION NumberUnion(CEPROPID id, std::int64_t number) {
 CEPROPVAL Element(const AnsweredProperty& answer, BYTE* behind) {
     CEPROPVAL element{};
     element.propid = answer.id;
-    if (!answer.value) {
+    const Value* value = answer.Get();
+    if (!value) {
         element.wFlags = CEDB_PROPNOTFOUND;
-    } else if (const auto* number = std::get_if<std::int64_t>(&*answer.value)) {
+    } else if (const auto* number = std::get_if<std::int64_t>(value)) {
         element.val = NumberUnion(answer.id, *number);
-    } else if (const auto* real = std::get_if<double>(&*answer.value)) {
+    } else if (const auto* real = std::get_if<double>(value)) {
         element.val.dblVal = *real;
-    } else if (const auto* text = std::get_if<std::u16string>(&*answer.value)) {
+    } else if (const auto* text = std::get_if<std::u16string>(value)) {
         std::memcpy(behind, text->c_str(), (text->size() + 1) * sizeof(WCHAR));
         element.val.lpwstr = reinterpret_cast<LPWSTR>(behind);
-    } else if (const auto* bytes = std::get_if<propertydb::Bytes>(&*answer.value)) {
+    } else if (const auto* bytes = std::get_if<propertydb::Bytes>(value)) {
         std::memcpy(behind, bytes->data(), bytes->size());
         element.val.blob = {static_cast<DWORD>(bytes->size()), behind};
     }
@@ -59,9 +60,9 @@ void Fill(CEPROPVAL* block, const std::vector<AnsweredProperty>& answers) {
     auto* behind = reinterpret_cast<BYTE*>(block + answers.size());
     for (const bool texts : {true, false}) {
         for (std::size_t i = 0; i < answers.size(); i++) {
-            if (IsText(answers[i].value) != texts) continue;
+            if (IsText(answers[i].Get()) != texts) continue;
             block[i] = Element(answers[i], behind);
-            behind += BytesBehind(answers[i].value);
+            behind += BytesBehind(answers[i].Get());
         }
     }
 }
@@ -79,7 +80,7 @@ HRESULT CheckBlockArguments(const CEPROPID* ids, ULONG flags, WORD count, CEPROP
 HRESULT WriteBlock(const std::vector<AnsweredProperty>& answers, ULONG flags, CEPROPVAL** values, ULONG* bytes,
                    HANDLE heap) {
     std::size_t size = answers.size() * sizeof(CEPROPVAL);
-    for (const AnsweredProperty& answer : answers) size += BytesBehind(answer.value);
+    for (const AnsweredProperty& answer : answers) size += BytesBehind(answer.Get());
     if (size > std::numeric_limits<ULONG>::max()) return E_OUTOFMEMORY;
 
     if (flags & CEDB_ALLOWREALLOC) {

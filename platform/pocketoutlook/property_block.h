@@ -11,9 +11,12 @@
 
 namespace kez::pocketoutlook {
 
+// Neither kind of value: flagged as not found.
 struct AnsweredProperty {
     CEPROPID id;
-    std::optional<Value> value;  // nothing: flagged as not found
+    std::optional<Value> made;      // calculated for the answer
+    const Value* stored = nullptr;  // of the item; outlives the answer
+    const Value* Get() const { return made ? &*made : stored; }
 };
 
 // Checks the arguments that GetProps takes everywhere: E_INVALIDARG for null pointers, no identifiers, flags other than

@@ -195,6 +195,7 @@ void Connection::Commit() {
 
 void Connection::Rollback() noexcept {
     ++m_ownWrites;
+    if (m_definitionsDirty) m_definitionNumber = -1;
     if (m_depth > 1) {
         if (!sqlite3_get_autocommit(m_database)) {
             sqlite3_exec(m_database, "ROLLBACK TO inner; RELEASE inner;", nullptr, nullptr, nullptr);
@@ -208,7 +209,6 @@ void Connection::Rollback() noexcept {
         if (!sqlite3_get_autocommit(m_database)) sqlite3_exec(m_database, "ROLLBACK", nullptr, nullptr, nullptr);
         ForgetTransaction();
     }
-    if (m_definitionsDirty) m_definitionNumber = -1;
 }
 
 void Connection::WriteCounters() {
@@ -293,8 +293,9 @@ void Connection::Sync() {
 // --- Definitions --------------------------------------------------------------------------------------------
 
 const Databases& Connection::AllDatabases() {
+    // Where this connection changes or takes back definitions itself, it forgets the number.
     const Stamp stamp = CurrentStamp();
-    if (m_definitionNumber >= 0 && stamp == m_definitionStamp) return m_databases;
+    if (m_definitionNumber >= 0 && stamp.committed == m_definitionStamp.committed) return m_databases;
     std::int64_t number = 0;
     {
         Query query(Fixed("SELECT changes FROM state WHERE database = 0"));

@@ -7,7 +7,6 @@
 
 #include <windbase.h>
 
-#include <array>
 #include <atomic>
 #include <chrono>
 #include <filesystem>
@@ -20,19 +19,13 @@
 #include "platform/propertydb/definitions.h"
 #include "platform/propertydb/notifications.h"
 #include "platform/propertydb/oid_lists.h"
+#include "platform/propertydb/read_ahead.h"
 #include "platform/propertydb/record_codec.h"
 #include "platform/propertydb/sqlite.h"
+#include "platform/propertydb/stamp.h"
 #include "platform/propertydb/volume.h"
 
 namespace kez::propertydb {
-
-// Which state of the volume a connection's reader would see: equal stamps, nothing changed in between, by any
-// process. Taking one costs a few memory reads.
-struct Stamp {
-    std::array<std::uint32_t, 12> committed{};  // the head of the volume's log index, which moves with every commit
-    std::uint64_t own = 0;                      // writes of this connection, committed or not
-    bool operator==(const Stamp&) const = default;
-};
 
 // What belongs to the volume file and not to one connection of it; one for each file that this process has open.
 struct VolumeShare {
@@ -107,6 +100,7 @@ class Connection {
     // The same for a text that is put together.
     Statement& Named(const std::string& sql);
     OidLists& Lists() { return m_lists; }
+    ReadAhead& Ahead() { return m_ahead; }
     // Makes what this process committed to the volume durable.
     void Sync();
 
@@ -156,6 +150,7 @@ class Connection {
     std::unordered_map<const char*, Statement> m_fixed;
     std::unordered_map<std::string, Statement> m_named;
     OidLists m_lists;
+    ReadAhead m_ahead;
 };
 
 // The lock for one reading call.

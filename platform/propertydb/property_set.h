@@ -39,6 +39,9 @@ class PropertySet {
     void Set(CEPROPID id, Value value);
     void SetNumber(CEPROPID id, std::int64_t number) { Set(id, Value(number)); }
     void SetText(CEPROPID id, std::u16string text) { Set(id, Value(std::move(text))); }
+    // The same for an identifier behind all that are there; `Reserve` makes room for so many.
+    void Append(CEPROPID id, Value value) { m_entries.push_back({id, std::move(value)}); }
+    void Reserve(std::size_t entries) { m_entries.reserve(entries); }
     // An entry that removes the property from the record it is written to.
     void SetRemoved(CEPROPID id) { Set(id, Value()); }
     // Takes the entry itself out of this set.

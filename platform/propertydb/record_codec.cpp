@@ -212,7 +212,16 @@ PropertySet DecodeSet(std::string_view record) {
     thread_local PropertyViews views;
     Decode(record, views);
     PropertySet set;
-    for (const PropertyView& view : views) set.Set(view.id, ValueOf(view));
+    set.Reserve(views.size());
+    CEPROPID last = 0;
+    for (const PropertyView& view : views) {
+        if (view.id > last) {
+            set.Append(view.id, ValueOf(view));
+        } else {
+            set.Set(view.id, ValueOf(view));  // not as this code writes them
+        }
+        last = std::max(last, view.id);
+    }
     return set;
 }
 

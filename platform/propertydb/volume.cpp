@@ -151,9 +151,18 @@ CEOID Volume::DatabaseOf(CEOID record) {
 std::optional<PropertySet> Volume::Read(CEOID database, CEOID record) {
     Connection& connection = *m_private->connection;
     ReadScope scope(connection);
+    const auto known = connection.NeedDatabase(database);
+    if (const std::string* ahead = connection.Ahead().Take(connection, database, record)) return DecodeSet(*ahead);
     thread_local std::string bytes;
-    if (!ReadRecord(connection, connection.NeedDatabase(database), record, bytes)) return std::nullopt;
+    if (!ReadRecord(connection, known, record, bytes)) return std::nullopt;
     return DecodeSet(bytes);
+}
+
+void Volume::ExpectReads(CEOID database, std::span<const CEOID> records) {
+    if (records.empty()) return;
+    Connection& connection = *m_private->connection;
+    ReadScope scope(connection);
+    connection.Ahead().Expect(connection, connection.NeedDatabase(database), records);
 }
 
 CEOID Volume::Insert(CEOID database, const PropertySet& properties) {

@@ -17,6 +17,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <span>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -111,6 +112,9 @@ class Volume : public std::enable_shared_from_this<Volume> {
     CEOID DatabaseOf(CEOID record);  // 0 where there is no such record
     // All properties; nothing where the database has no such record.
     std::optional<PropertySet> Read(CEOID database, CEOID record);
+    // A hint before each Read of a walk: it and those after it read `records`, one by one in this order. They cost less
+    // then; what they give is the same.
+    void ExpectReads(CEOID database, std::span<const CEOID> records);
     CEOID Insert(CEOID database, const PropertySet& properties);
     // Sets the properties given, removes those without a value, leaves the others. False: no such record.
     bool Update(CEOID database, CEOID record, const PropertySet& changes);

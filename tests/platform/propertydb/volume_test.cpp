@@ -106,6 +106,48 @@ TEST_F(VolumeTest, ANumberOfChangesMovesWithEveryCommitAndNeverBack) {
     EXPECT_EQ(m_volume->Read(database, a)->Text(kText), u"Cid");
 }
 
+TEST_F(VolumeTest, AWalkSeesWhatChangesInFrontOfIt) {
+    const CEOID database = m_volume->CreateDatabase({u"people", 24, {{{{kText}}}}, {}});
+    std::vector<CEOID> oids;
+    for (int i = 0; i < 100; ++i)
+        oids.push_back(m_volume->Insert(database, {{kText, u"Ann"}, {kNumber, std::int64_t{i}}}));
+    const auto apart = Volume::OpenApart(TEXT("\\test.vol"));
+    const auto number = [&](std::size_t i) { return m_volume->Read(database, oids[i])->Number(kNumber, -1); };
+    for (std::size_t i = 0; i < 97; ++i) {
+        // What the walk comes to next is changed by another connection, by this one, and in a transaction taken back.
+        if (i == 30) apart->Update(database, oids[i], {{kNumber, std::int64_t{1000}}});
+        if (i == 60) m_volume->Update(database, oids[i], {{kNumber, std::int64_t{2000}}});
+        if (i == 90) {
+            const Transaction takenBack(m_volume);
+            m_volume->Update(database, oids[i], {{kNumber, std::int64_t{3000}}});
+            m_volume->ExpectReads(database, std::span(oids).subspan(i));
+            EXPECT_EQ(number(i), 3000);
+        }
+        m_volume->ExpectReads(database, std::span(oids).subspan(i));
+        const std::int64_t expected = i == 30 ? 1000 : i == 60 ? 2000 : static_cast<std::int64_t>(i);
+        ASSERT_EQ(number(i), expected);
+    }
+    apart->Delete(database, oids[97]);
+    m_volume->ExpectReads(database, std::span(oids).subspan(97));
+    EXPECT_FALSE(m_volume->Read(database, oids[97]));
+    EXPECT_EQ(number(99), 99);
+    EXPECT_EQ(number(98), 98);
+    m_volume->ExpectReads(database, {});
+}
+
+TEST_F(VolumeTest, ADefinitionTakenBackIsForgotten) {
+    {
+        const Transaction takenBack(m_volume);
+        const CEOID gone = m_volume->CreateDatabase({u"people", 24, {{{{kText}}}}, {}});
+        m_volume->Insert(gone, {{kText, u"Ann"}});
+    }
+    // As many changes of definitions as were taken back, made by somebody else.
+    const auto apart = Volume::OpenApart(TEXT("\\test.vol"));
+    const CEOID made = apart->CreateDatabase({u"places", 25, {{{{kText}}}}, {}});
+    EXPECT_EQ(m_volume->FindDatabase(u"people"), 0u);
+    EXPECT_EQ(m_volume->FindDatabase(u"places"), made);
+}
+
 TEST_F(VolumeTest, AnInnerTransactionTakenBackLeavesTheOuterOnesWrites) {
     const CEOID database = m_volume->CreateDatabase({u"people", 24, {{{{kText}}}}, {}});
     Transaction outer(m_volume);
