@@ -23,7 +23,7 @@ DWORD RawLength(const BYTE* packet, DWORD size) {
 // A packet has virtual operations but no virtual destructor, so it is destroyed as what it is.
 void DestroyPacket(CKezCEPacket** packet) {
     if (*packet == nullptr) return;
-    (*packet)->~CKezCEPacket();
+    (*packet)->CKezCEPacket::~CKezCEPacket();
     ::operator delete(*packet);
     *packet = nullptr;
 }

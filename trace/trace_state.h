@@ -33,7 +33,7 @@ struct TraceState {
 };
 
 // Static objects of other files trace while they are made: the state must stand before any constructor has run.
-static_assert((TraceState{}, true), "the state is initialised by the compiler");
+static_assert((static_cast<void>(TraceState{}), true), "the state is initialised by the compiler");
 
 extern TraceState g_trace;
 
