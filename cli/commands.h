@@ -49,6 +49,8 @@ sync::Report Synchronise(const Common& common, const SyncOptions& options);
 ExitCode Sync(const Common& common, const SyncOptions& options);
 ExitCode Status(const Common& common, const std::filesystem::path& folder);
 ExitCode Check(const Common& common, const std::filesystem::path& folder);
+// `idleSeconds` without a change end it; 0 is never.
+ExitCode Watch(const Common& common, const SyncOptions& options, unsigned idleSeconds);
 ExitCode Undo(const Common& common, const std::filesystem::path& folder, bool force);
 ExitCode Conflicts(const Common& common, const std::filesystem::path& folder);
 ExitCode Resolve(const Common& common, const std::filesystem::path& folder, const std::string& item,

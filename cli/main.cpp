@@ -50,6 +50,7 @@ struct Request {
     std::string item;
     bool force = false;
     SyncOptions sync;
+    unsigned idleSeconds = 0;
     LogOptions log;
 
     std::vector<sync::ItemType> Types() const {
@@ -128,6 +129,18 @@ void AddCommands(CLI::App& app, Request& request) {
         ->check(CLI::Range(0, 100));
     sync->add_flag("--dry-run", request.sync.dryRun, "say what would be done, and change nothing");
     sync->add_flag("--force", request.sync.force, "go on where safety refuses");
+
+    auto* watch = command("watch", "Stay, and synchronise whenever something changes on either side; ends on Ctrl-C",
+                          "kezsync watch --device my-device ~/people", [&request] {
+                              request.sync.folder = request.folder;
+                              request.sync.types = request.Types();
+                              return Watch(request.common, request.sync, request.idleSeconds);
+                          });
+    watch->add_option("FOLDER", request.folder, "the folder of .vcf and .ics files; made where it is missing")
+        ->required();
+    watch->add_option("--type", request.typeNames, "only these types")->check(types);
+    watch->add_option("--once-idle", request.idleSeconds, "end after so many seconds without a change")
+        ->check(CLI::Range(1, 86400));
 
     auto* undo = command("undo", "Take back the last synchronisation that changed something, on both sides",
                          "kezsync undo --device my-device ~/people",

@@ -9,6 +9,7 @@ import pathlib
 import random
 import re
 import shutil
+import signal
 import sqlite3
 import subprocess
 import tempfile

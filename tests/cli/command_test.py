@@ -714,3 +714,45 @@ class ManPage(CommandTest):
         overview = self.out("--help")
         for command in re.findall(r"^  ([a-z]+) ", overview[re.search("(?i)subcommands:", overview).end() :], re.M):
             self.assertRegex(page, rf'(?m)^\.B[IR] "?{command}\b')
+
+
+class Watch(CommandTest):
+    def start(self, *words):
+        process = subprocess.Popen(
+            [KEZSYNC, "watch", self.folder, *words], env=self.environment, stdout=subprocess.PIPE, text=True
+        )
+        self.addCleanup(process.stdout.close)
+        self.addCleanup(process.wait)
+        self.addCleanup(process.kill)
+        return process
+
+    def await_line(self, process, text):
+        for line in process.stdout:
+            if text in line:
+                return
+        self.fail(f"watch ended without saying {text}")
+
+    def test_carries_changes_of_either_side_and_ends_on_a_signal(self):
+        self.people("Ada Lovelace")
+        self.sync()
+        for end in (signal.SIGTERM, signal.SIGINT):
+            process = self.start()
+            self.write(f"folder/new{end.value}.vcf", card(f"Alan Turing{end.value}"))
+            self.await_line(process, f"Alan Turing{end.value}")
+            self.run_command("set", self.oid("Ada Lovelace"), f"JobTitle=Countess {end.value}")
+            self.await_line(process, "Ada Lovelace  (JobTitle)")
+            self.assertIn(f"TITLE:Countess {end.value}", self.file("Ada Lovelace").read_text())
+            process.send_signal(end)
+            self.assertEqual(process.wait(20), DONE)
+
+    def test_ends_when_nothing_changes(self):
+        self.people("Ada Lovelace")
+        self.assertIn("Ada Lovelace", self.out("watch", self.folder, "--once-idle", 1))
+
+    def test_ends_where_safety_refuses(self):
+        self.people("Ada Lovelace", "Alan Turing")
+        self.sync()
+        process = self.start("--once-idle", "20")
+        for path in self.folder.glob("*.vcf"):
+            path.unlink()
+        self.assertEqual(process.wait(20), REFUSED)
