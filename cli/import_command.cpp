@@ -53,7 +53,8 @@ ExitCode Import(const Common& common, const std::vector<fs::path>& sources) {
                 refuse(file.string(), {}, "cannot be read");
                 continue;
             }
-            for (const partner::FileItem& item : partner::ReadItems(bytes, file.filename().string(), LocalTimeZone())) {
+            for (const partner::FileItem& item :
+                 partner::ReadItems(bytes, file.filename().string(), session.Settings().timeZone)) {
                 const std::string title = item.problem ? std::string() : sync::Title(item.item);
                 if (item.problem) {
                     refuse(file.string(), title, item.problem.text);

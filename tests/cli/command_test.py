@@ -478,6 +478,71 @@ class Sync(CommandTest):
         self.assertEqual(names, self.titles())
 
 
+class Calendar(CommandTest):
+    EVENT = "\r\n".join(
+        [
+            "BEGIN:VCALENDAR",
+            "VERSION:2.0",
+            "BEGIN:VEVENT",
+            "UID:weekly",
+            "SUMMARY:Weekly planning",
+            "X-OWN:kept",
+            "DTSTART;TZID=Europe/Berlin:20260302T100000",
+            "DTEND;TZID=Europe/Berlin:20260302T110000",
+            "RRULE:FREQ=WEEKLY",
+            "EXDATE;TZID=Europe/Berlin:20260316T100000",
+            "END:VEVENT",
+            "BEGIN:VEVENT",
+            "UID:weekly",
+            "RECURRENCE-ID;TZID=Europe/Berlin:20260309T100000",
+            "SUMMARY:Later",
+            "DTSTART;TZID=Europe/Berlin:20260309T140000",
+            "DTEND;TZID=Europe/Berlin:20260309T150000",
+            "END:VEVENT",
+            "END:VCALENDAR",
+            "",
+        ]
+    )
+    TITLE = "Weekly planning (2026-03-02 10:00)"
+
+    def test_import_takes_times_to_the_zone_of_the_device(self):
+        self.init()
+        self.environment["TZ"] = "America/New_York"
+        self.run_command("import", self.write("weekly.ics", self.EVENT))
+        self.assertEqual(self.titles(), [self.TITLE])
+
+    def test_a_series_with_exceptions_is_sent_once_and_its_file_left_alone(self):
+        self.init()
+        path = self.write("folder/weekly.ics", self.EVENT)
+        done = self.sync()["summary"]
+        self.assertEqual((done["sent"], done["received"]), (1, 0))
+        self.assertEqual(
+            self.fields(self.TITLE)["ExceptionDates"].split("\t"), ["2026-03-09 10:00:00", "2026-03-16 10:00:00"]
+        )
+        done = self.sync()["summary"]
+        self.assertEqual((done["sent"], done["received"], done["unchanged"]), (0, 0, 1))
+        self.assertEqual(path.read_bytes().decode(), self.EVENT)
+
+    def test_a_change_on_the_device_changes_its_line_and_keeps_the_changed_occurrence(self):
+        self.init()
+        path = self.write("folder/weekly.ics", self.EVENT)
+        self.sync()
+        self.run_command("set", self.oid(self.TITLE), "Subject=Weekly talk")
+        self.assertEqual(self.sync()["summary"]["received"], 1)
+        text = path.read_bytes().decode()
+        self.assertEqual(text, self.EVENT.replace("Weekly planning", "Weekly talk"))
+
+    def test_a_changed_occurrence_on_the_device_becomes_one_in_the_file(self):
+        self.init()
+        self.run_command("import", self.write("weekly.ics", self.EVENT))
+        self.assertEqual(self.sync()["summary"]["received"], 1)
+        text = next(self.folder.glob("*.ics")).read_text()
+        self.assertIn("RECURRENCE-ID;TZID=Europe/Berlin:20260309T100000", text)
+        self.assertIn("SUMMARY:Later", text)
+        done = self.sync()["summary"]
+        self.assertEqual((done["sent"], done["received"], done["unchanged"]), (0, 0, 1))
+
+
 class Output(CommandTest):
     def test_the_device_can_be_named_in_three_ways(self):
         self.people("Ada Lovelace")
