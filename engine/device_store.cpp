@@ -1,5 +1,6 @@
 #include "engine/device_store.h"
 
+#include <algorithm>
 #include <charconv>
 #include <map>
 
@@ -76,6 +77,11 @@ bool DeviceStore::RecordIsThere(CEOID oid) const {
     return CeOidGetInfoEx2(&volume, oid, &info) && info.wObjType == OBJTYPE_RECORD;
 }
 
+Problem DeviceStore::NotRead(CEOID oid) const {
+    if (RecordIsThere(oid)) return {ProblemCode::Failed, "the device could not read it", Where(oid)};
+    return {ProblemCode::Gone, "is not on the device any more", Where(oid)};
+}
+
 bool DeviceStore::CountRecords(ItemType type, DWORD& count) const {
     CEGUID volume = m_volume;
     CEOID oid = 0;
@@ -106,6 +112,14 @@ sync::Listing DeviceStore::List(ItemType type) {
     DWORD records = 0;
     if (list.untouched) listing.trusted = answered && counted == 0 && CountRecords(type, records) && records == 0;
     if (list.incomplete) listing.trusted = false;
+    // An item that the provider could not look at is missing from its list without a word.
+    if (!list.untouched && answered && listing.items.size() < counted) {
+        listing.trusted = false;
+        listing.findings.push_back(
+            {ProblemCode::Failed,
+             "counted " + std::to_string(counted) + " items and listed only " + std::to_string(listing.items.size()),
+             m_name});
+    }
     for (std::string& finding : m_connection.TakeFindings()) {
         listing.findings.push_back({ProblemCode::Failed, std::move(finding), m_name});
     }
@@ -122,16 +136,19 @@ sync::ReadResult DeviceStore::Read(ItemType type, const std::string& id) {
     std::size_t present = 0;
     if (type == ItemType::Appointment) {
         if (const auto kept = sync::Unpacked(m_keepsakes.Kept(type, id))) occurrences = *kept;
-        const std::map<std::string, std::string> now = ModifiedOccurrences(oid);
-        present = now.size();
-        for (const auto& [date, text] : now) occurrences[date] = text;
+        const auto now = ModifiedOccurrences(oid);
+        if (!now) {
+            result.problem = NotRead(oid);
+            return result;
+        }
+        present = now->size();
+        for (const auto& [date, text] : *now) occurrences[date] = text;
         if (present != 0) m_keepsakes.Keep(type, id, sync::Packed(occurrences));
     }
 
     const HRESULT transfer = m_connection.Upload(type, oid, result.raw);
     if (FAILED(transfer) || result.raw.empty()) {
-        result.problem = RecordIsThere(oid) ? Problem{ProblemCode::Failed, "the device could not read it", Where(oid)}
-                                            : Problem{ProblemCode::Gone, "is not on the device any more", Where(oid)};
+        result.problem = NotRead(oid);
         return result;
     }
     try {
@@ -188,6 +205,14 @@ sync::WriteResult DeviceStore::WriteAndCheck(ItemType type, CEOID oid, const Ite
                           Where(written)};
         return result;
     }
+    // A field that a reading leaves out is gone only where a second reading says the same.
+    const bool fieldsMissing = held && std::any_of(held->fields.begin(), held->fields.end(), [&](const auto& field) {
+                                   return wanted.fields.count(field.first) && !back.item.fields.count(field.first);
+                               });
+    if (fieldsMissing) {
+        sync::ReadResult again = Read(type, result.id);
+        if (!again.problem) back = std::move(again);
+    }
     std::string refused;
     const Item expected = m_codec.AsHeldByDevice(wanted);
     for (const auto& [name, value] : expected.fields) {
@@ -196,8 +221,13 @@ sync::WriteResult DeviceStore::WriteAndCheck(ItemType type, CEOID oid, const Ite
     }
     if (held) {
         for (const auto& [name, value] : held->fields) {
-            if (!wanted.fields.count(name) && !expected.fields.count(name) && FieldOf(back.item, name) == value) {
+            if (wanted.fields.count(name) || expected.fields.count(name) || FieldOf(back.item, name) != value) continue;
+            std::vector<std::string> losses = m_codec.CannotClear(wanted, {wanted.type, {{name, value}}});
+            if (losses.empty()) {
                 refused += (refused.empty() ? "" : ", ") + name;
+            } else {
+                // It would be refused each time; said once, it is how the device holds the item.
+                result.losses.insert(result.losses.end(), losses.begin(), losses.end());
             }
         }
     }

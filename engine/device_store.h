@@ -41,6 +41,7 @@ class DeviceStore : public sync::Store {
     // is a problem of the item.
     sync::WriteResult WriteAndCheck(sync::ItemType type, CEOID oid, const sync::Item& wanted, const sync::Item* held);
     bool RecordIsThere(CEOID oid) const;
+    sync::Problem NotRead(CEOID oid) const;
     bool CountRecords(sync::ItemType type, DWORD& count) const;
 
     Connection& m_connection;

@@ -28,20 +28,33 @@ std::string DateText(DATE date) {
     return text;
 }
 
+// Thrown and caught in this file: an occurrence that cannot be read completely must not be kept as if it were.
+struct Unreadable {};
+
+void Demand(HRESULT result) {
+    if (FAILED(result)) throw Unreadable{};
+}
+
+template <typename Interface>
+void Demand(HRESULT result, const ComPtr<Interface>& answered) {
+    Demand(result);
+    if (!answered) throw Unreadable{};
+}
+
 // Name;address pairs, as the device's item bridge writes them.
 std::string RecipientsText(IAppointment& appointment) {
     ComPtr<IRecipients> recipients;
     INT count = 0;
-    if (FAILED(appointment.get_Recipients(recipients.Out())) || !recipients) return {};
-    if (FAILED(recipients->get_Count(&count))) return {};
+    Demand(appointment.get_Recipients(recipients.Out()), recipients);
+    Demand(recipients->get_Count(&count));
     std::string text;
     for (INT i = 1; i <= count; ++i) {
         ComPtr<IRecipient> recipient;
-        if (FAILED(recipients->Item(i, recipient.Out())) || !recipient) continue;
         AutomationString name;
         AutomationString address;
-        recipient->get_Name(name.Out());
-        recipient->get_Address(address.Out());
+        Demand(recipients->Item(i, recipient.Out()), recipient);
+        Demand(recipient->get_Name(name.Out()));
+        Demand(recipient->get_Address(address.Out()));
         if (SysStringLen(name.Get()) == 0 || SysStringLen(address.Get()) == 0) continue;
         text += Utf8(name.Get()) + ";" + Utf8(address.Get());
         if (i != count) text += ";";
@@ -54,21 +67,21 @@ std::string Serialised(IAppointment& appointment) {
     auto add = [&text](const std::string& field) { text += field + kFieldSeparator; };
     auto textOf = [&](HRESULT (IAppointment::*get)(BSTR*)) {
         AutomationString value;
-        (appointment.*get)(value.Out());
+        Demand((appointment.*get)(value.Out()));
         return Utf8(value.Get());
     };
     auto numberOf = [&](HRESULT (IAppointment::*get)(LONG*)) {
         LONG value = 0;
-        (appointment.*get)(&value);
+        Demand((appointment.*get)(&value));
         return std::to_string(value);
     };
     auto flagOf = [&](HRESULT (IAppointment::*get)(VARIANT_BOOL*)) {
         VARIANT_BOOL value = VARIANT_FALSE;
-        (appointment.*get)(&value);
+        Demand((appointment.*get)(&value));
         return std::string(value != VARIANT_FALSE ? "1" : "0");
     };
     DATE start = 0;
-    appointment.get_Start(&start);
+    Demand(appointment.get_Start(&start));
     add(textOf(&IAppointment::get_Subject));
     add(textOf(&IAppointment::get_Location));
     add(DateText(start));
@@ -84,39 +97,51 @@ std::string Serialised(IAppointment& appointment) {
     return text;
 }
 
+std::map<std::string, std::string> Read(CEOID oid) {
+    std::map<std::string, std::string> found;
+    ComPtr<IPOutlookApp2> application;
+    Demand(CoCreateInstance(CLSID_Application, nullptr, CLSCTX_INPROC_SERVER, IID_IPOutlookApp2, application.OutVoid()),
+           application);
+    Demand(application->Logon(0));
+    ComPtr<IDispatch> item;
+    ComPtr<IAppointment> series;
+    VARIANT_BOOL recurring = VARIANT_FALSE;
+    Demand(application->GetItemFromOid(static_cast<LONG>(oid), item.Out()), item);
+    Demand(item->QueryInterface(IID_IAppointment, series.OutVoid()), series);
+    Demand(series->get_IsRecurring(&recurring));
+    if (recurring == VARIANT_FALSE) return found;
+
+    ComPtr<IRecurrencePattern> pattern;
+    ComPtr<IExceptions> exceptions;
+    INT count = 0;
+    Demand(series->GetRecurrencePattern(pattern.Out()), pattern);
+    Demand(pattern->get_Exceptions(exceptions.Out()), exceptions);
+    Demand(exceptions->get_Count(&count));
+    for (INT i = 1; i <= count; ++i) {
+        ComPtr<IException> exception;
+        ComPtr<IAppointment> occurrence;
+        VARIANT_BOOL deleted = VARIANT_TRUE;
+        DATE original = 0;
+        Demand(exceptions->Item(i, exception.Out()), exception);
+        Demand(exception->get_Deleted(&deleted));
+        if (deleted != VARIANT_FALSE) continue;
+        Demand(exception->get_OriginalDate(&original));
+        if (original == 0.0) continue;
+        Demand(exception->get_AppointmentItem(occurrence.Out()), occurrence);
+        found[DateText(original)] = Serialised(*occurrence.Get());
+    }
+    return found;
+}
+
 }  // namespace
 
-std::map<std::string, std::string> ModifiedOccurrences(CEOID oid) {
-    std::map<std::string, std::string> found;
-    CoInitializeEx(nullptr, COINIT_MULTITHREADED);
-    ComPtr<IPOutlookApp2> application;
-    if (SUCCEEDED(CoCreateInstance(CLSID_Application, nullptr, CLSCTX_INPROC_SERVER, IID_IPOutlookApp2,
-                                   application.OutVoid())) &&
-        SUCCEEDED(application->Logon(0))) {
-        ComPtr<IDispatch> item;
-        ComPtr<IAppointment> series;
-        ComPtr<IRecurrencePattern> pattern;
-        ComPtr<IExceptions> exceptions;
-        VARIANT_BOOL recurring = VARIANT_FALSE;
-        INT count = 0;
-        if (SUCCEEDED(application->GetItemFromOid(static_cast<LONG>(oid), item.Out())) && item &&
-            SUCCEEDED(item->QueryInterface(IID_IAppointment, series.OutVoid())) &&
-            SUCCEEDED(series->get_IsRecurring(&recurring)) && recurring != VARIANT_FALSE &&
-            SUCCEEDED(series->GetRecurrencePattern(pattern.Out())) &&
-            SUCCEEDED(pattern->get_Exceptions(exceptions.Out()))) {
-            exceptions->get_Count(&count);
-        }
-        for (INT i = 1; i <= count; ++i) {
-            ComPtr<IException> exception;
-            ComPtr<IAppointment> occurrence;
-            VARIANT_BOOL deleted = VARIANT_TRUE;
-            DATE original = 0;
-            if (FAILED(exceptions->Item(i, exception.Out())) || !exception) continue;
-            if (FAILED(exception->get_Deleted(&deleted)) || deleted != VARIANT_FALSE) continue;
-            if (FAILED(exception->get_OriginalDate(&original)) || original == 0.0) continue;
-            if (FAILED(exception->get_AppointmentItem(occurrence.Out())) || !occurrence) continue;
-            found[DateText(original)] = Serialised(*occurrence.Get());
-        }
+std::optional<std::map<std::string, std::string>> ModifiedOccurrences(CEOID oid) {
+    if (FAILED(CoInitializeEx(nullptr, COINIT_MULTITHREADED))) return std::nullopt;
+    std::optional<std::map<std::string, std::string>> found;
+    try {
+        found = Read(oid);
+    } catch (const Unreadable&) {
+        found.reset();
     }
     CoUninitialize();
     return found;

@@ -8,13 +8,15 @@
 #include <windbase.h>
 
 #include <map>
+#include <optional>
 #include <string>
 
 namespace kez::engine {
 
 // By original date ("YYYY-MM-DD hh:mm:ss"): the twelve fields of the occurrence as the packet carries them, each
-// followed by the separator "~^!^~", in UTF-8. Empty for an item that is no series, is not there, or cannot be read.
-std::map<std::string, std::string> ModifiedOccurrences(CEOID oid);
+// followed by the separator "~^!^~", in UTF-8. Empty for an item that is no series; nothing where Pocket Outlook
+// fails, or has no such item: then nobody knows what reading it through the provider would take away.
+std::optional<std::map<std::string, std::string>> ModifiedOccurrences(CEOID oid);
 
 // The separator behind each of the twelve fields.
 inline constexpr char kFieldSeparator[] = "~^!^~";

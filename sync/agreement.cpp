@@ -253,6 +253,8 @@ class Agreement::Pass {
     static Phase PhaseOf(Action action);
     void CarryOut(const Step& step);
 
+    ReadResult ReadNewOnDevice(const Step& step);
+    ReadResult ReadDevice(const Step& step, const Bases& bases);
     void CreateInFolder(const Step& step);
     void CreateOnDevice(const Step& step);
     void UpdateFolder(const Step& step);
@@ -413,8 +415,21 @@ void Agreement::Pass::Remember(const Step& step, const std::string& title, const
 
 // --- New items --------------------------------------------------------------------------------------------
 
-void Agreement::Pass::CreateInFolder(const Step& step) {
+// A device that cannot read a field leaves it out and says nothing, and of a new item nobody knows what it had: what
+// two readings agree on is believed.
+ReadResult Agreement::Pass::ReadNewOnDevice(const Step& step) {
     ReadResult read = m_device.Read(step.type, step.deviceId);
+    if (read.problem) return read;
+    ReadResult again = m_device.Read(step.type, step.deviceId);
+    if (!again.problem && again.item.fields != read.item.fields) {
+        again.problem = {ProblemCode::Failed, "two readings say different things", "oid " + step.deviceId};
+    }
+    if (read.remaining && !again.remaining) again.remaining = std::move(read.remaining);
+    return again;
+}
+
+void Agreement::Pass::CreateInFolder(const Step& step) {
+    ReadResult read = ReadNewOnDevice(step);
     if (read.problem.code == ProblemCode::Gone) {  // deleted since it was listed
         Settle(step);
         return;
@@ -455,15 +470,32 @@ void Agreement::Pass::CreateOnDevice(const Step& step) {
         entry.notes = std::move(read.losses);
         m_report.Add(std::move(entry));
     }
-    Remember(done, title, written.held.fields, revision.empty() ? Fields{} : read.item.fields, revision);
+    // Where the device does not give the item back, it is taken to hold what it was sent.
+    const Fields held = written.held.fields.empty() ? m_options.asHeldByDevice(read.item).fields : written.held.fields;
+    Remember(done, title, held, revision.empty() ? Fields{} : read.item.fields, revision);
 }
 
 // --- Changes ----------------------------------------------------------------------------------------------
 
+// A device that cannot read a field leaves it out and says nothing. That a field is gone is therefore believed only
+// where a second reading says the same.
+ReadResult Agreement::Pass::ReadDevice(const Step& step, const Bases& bases) {
+    ReadResult read = m_device.Read(step.type, step.deviceId);
+    if (read.problem || step.pair.number == 0) return read;
+    const Changes changes = Difference(bases.device, read.item.fields);
+    if (std::all_of(changes.begin(), changes.end(), [](const auto& change) { return change.second.has_value(); })) {
+        return read;
+    }
+    ReadResult again = m_device.Read(step.type, step.deviceId);
+    if (again.problem || again.item.fields == read.item.fields) return again;
+    read.problem = {ProblemCode::Failed, "two readings say different things", "oid " + step.deviceId};
+    return read;
+}
+
 void Agreement::Pass::UpdateFolder(const Step& step) {
-    ReadResult device = m_device.Read(step.type, step.deviceId);
-    if (device.problem) return Fail(step, {}, std::move(device.problem));
     const Bases bases = m_state.BasesOf(step.pair);
+    ReadResult device = ReadDevice(step, bases);
+    if (device.problem) return Fail(step, {}, std::move(device.problem));
     const Changes changes = Difference(bases.device, device.item.fields);
     if (changes.empty()) {
         ++m_report.counts.unchanged;
@@ -480,7 +512,7 @@ void Agreement::Pass::UpdateDevice(const Step& step) {
     ReadResult folder = m_folder.Read(step.type, step.folderId);
     if (folder.problem) return Fail(step, {}, std::move(folder.problem));
     const Bases bases = m_state.BasesOf(step.pair);
-    const Changes changes = Difference(bases.folder, folder.item.fields);
+    Changes changes = Difference(bases.folder, folder.item.fields);
     if (changes.empty()) {
         // The file was touched, not changed.
         ++m_report.counts.unchanged;
@@ -489,20 +521,24 @@ void Agreement::Pass::UpdateDevice(const Step& step) {
         m_batch.agreed.push_back(std::move(agreed));
         return;
     }
-    ReadResult device = m_device.Read(step.type, step.deviceId);
+    ReadResult device = ReadDevice(step, bases);
     if (device.problem) return Fail(step, Title(folder.item), std::move(device.problem));
     if (!Difference(bases.device, device.item.fields).empty()) return MergeBoth(step);  // changed since it was listed
+    if (bases.folder.empty()) {
+        // The device took over only a part when the item was made there: it gets what it lacks.
+        changes = Difference(device.item.fields, m_options.asHeldByDevice(folder.item).fields);
+    }
     WriteMerged(step, device, folder, changes, {}, bases, Outcome::Sent, std::move(folder.losses));
 }
 
 void Agreement::Pass::MergeBoth(const Step& step) {
-    ReadResult device = m_device.Read(step.type, step.deviceId);
+    const bool remembered = step.pair.number != 0;
+    const Bases bases = remembered ? m_state.BasesOf(step.pair) : Bases{};
+    ReadResult device = ReadDevice(step, bases);
     if (device.problem) return Fail(step, {}, std::move(device.problem));
     ReadResult folder = m_folder.Read(step.type, step.folderId);
     if (folder.problem) return Fail(step, Title(device.item), std::move(folder.problem));
 
-    const bool remembered = step.pair.number != 0;
-    const Bases bases = remembered ? m_state.BasesOf(step.pair) : Bases{};
     Merged merged =
         remembered ? Merge(Difference(bases.device, device.item.fields), Difference(bases.folder, folder.item.fields))
                    : MergeUnremembered(device.item.fields, folder.item.fields);
@@ -515,6 +551,12 @@ void Agreement::Pass::MergeBoth(const Step& step) {
     std::erase_if(merged.disputed, [&](const std::string& name) {
         return value(expected.fields, name) == value(device.item.fields, name);
     });
+    // Nor is what the device adds by itself anything to tell the folder.
+    if (!remembered) {
+        std::erase_if(merged.forFolder, [&](const auto& change) {
+            return change.second && value(expected.fields, change.first) == *change.second;
+        });
+    }
 
     std::vector<std::string> notes = std::move(device.losses);
     notes.insert(notes.end(), folder.losses.begin(), folder.losses.end());
@@ -590,6 +632,7 @@ void Agreement::Pass::WriteMerged(const Step& step, const ReadResult& device, co
             return;
         }
         title = Title(target);
+        notes.insert(notes.end(), result.losses.begin(), result.losses.end());
         // A field that was not sent and yet came back otherwise was changed by the device itself or by somebody
         // else meanwhile: the folder gets it as well.
         const Changes onTheSide =
@@ -680,10 +723,9 @@ bool Agreement::Pass::KeepSecondCopy(const Step& step, const Item& deviceItem, E
 
 void Agreement::Pass::DeletedOnOneSide(const Step& step) {
     const bool goneOnDevice = step.action == Action::DeviceDeletedFolderChanged;
-    Store& living = goneOnDevice ? m_folder : m_device;
-    ReadResult read = living.Read(step.type, goneOnDevice ? step.folderId : step.deviceId);
-    if (read.problem) return Fail(step, {}, std::move(read.problem));
     const Bases bases = m_state.BasesOf(step.pair);
+    ReadResult read = goneOnDevice ? m_folder.Read(step.type, step.folderId) : ReadDevice(step, bases);
+    if (read.problem) return Fail(step, {}, std::move(read.problem));
     if (Difference(goneOnDevice ? bases.folder : bases.device, read.item.fields).empty()) {
         // Touched or perhaps changed, but it says what it said: the deletion stands.
         return goneOnDevice ? DeleteInFolder(step) : DeleteOnDevice(step);

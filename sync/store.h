@@ -71,8 +71,9 @@ struct [[nodiscard]] WriteResult {
     Problem problem;
     std::string id;
     std::string revision;
-    Item held;                      // the item as the store gives it back now
-    std::optional<Item> remaining;  // as in ReadResult, where giving it back took something out
+    Item held;                             // the item as the store gives it back now
+    std::optional<Item> remaining;         // as in ReadResult, where giving it back took something out
+    std::vector<std::string> losses = {};  // what of the item this store keeps otherwise for good, one sentence each
 };
 
 class Store {

@@ -195,6 +195,18 @@ TEST_F(DeviceStoreTest, WhatTheDeviceDoesNotTakeOverIsAFailedItem) {
     EXPECT_THAT(refused.problem.text, HasSubstr("did not take over FirstName"));
 }
 
+TEST_F(DeviceStoreTest, APictureThatTheDeviceKeepsIsSaidAndIsNoFailure) {
+    const sync::WriteResult made =
+        store->Create({ItemType::Contact, {{"FirstName", "Ada"}, {"Picture", std::string(500, 'p')}}}, {});
+    ASSERT_FALSE(made.problem);
+    Item wanted = made.held;
+    wanted.fields.erase("Picture");
+    const sync::WriteResult kept = store->Update(made.id, wanted, {});
+    EXPECT_FALSE(kept.problem) << kept.problem.text;
+    EXPECT_EQ(kept.held.fields.count("Picture"), 1u);
+    EXPECT_THAT(kept.losses, testing::ElementsAre(HasSubstr("keeps its picture")));
+}
+
 TEST_F(DeviceStoreTest, ADeletionThatFailsIsFoundOut) {
     const sync::WriteResult made = store->Create({ItemType::Contact, {{"FirstName", "Ada"}}}, {});
     control::PlanFault({"IContact::Delete", 1, 1, static_cast<std::uint32_t>(E_FAIL)});
@@ -229,13 +241,14 @@ TEST_F(DeviceStoreTest, ModifiedOccurrencesAreKeptBeforeTheyLeaveTheDevice) {
     LONG oid = 0;
     WeeklySeries(&oid);
     const std::string id = std::to_string(oid);
-    const std::map<std::string, std::string> before = ModifiedOccurrences(static_cast<CEOID>(oid));
+    const std::map<std::string, std::string> before = ModifiedOccurrences(static_cast<CEOID>(oid)).value();
     ASSERT_THAT(before, SizeIs(1));
     EXPECT_EQ(before.begin()->first, "2026-03-16 10:00:00");
 
     const sync::ReadResult read = store->Read(ItemType::Appointment, id);
     ASSERT_FALSE(read.problem) << read.problem.text;
-    EXPECT_THAT(ModifiedOccurrences(static_cast<CEOID>(oid)), IsEmpty()) << "the provider leaves it on the device";
+    EXPECT_THAT(ModifiedOccurrences(static_cast<CEOID>(oid)).value(), IsEmpty())
+        << "the provider leaves it on the device";
     EXPECT_EQ(read.item.fields.at("ModifiedOccurrenceDates"), "2026-03-16 10:00:00");
     EXPECT_THAT(read.item.fields.at("ModifiedOccurrences"), HasSubstr("Verschoben \u0416~^!^~")) << "beyond 8 bits";
     EXPECT_EQ(read.item.fields.at("ExceptionDates"), "2026-03-09 10:00:00\t2026-03-16 10:00:00");
