@@ -25,15 +25,25 @@ constexpr int kQuietMilliseconds = 200;  // a program that writes one file write
 constexpr int kRetryMilliseconds = 2000;
 constexpr int kMostRounds = 5;
 
+constexpr const char* kVolumes[] = {"pim.vol", "KezDBNotify.vol"};
+
+// Whether a file of this name in the device folder holds what a synchronisation looks at.
+bool ConcernsTheDevice(const std::string& name) {
+    return std::any_of(std::begin(kVolumes), std::end(kVolumes),
+                       [&](const std::string volume) { return name == volume || name == volume + "-wal"; });
+}
+
 // What tells a change on either side from none.
 using Moment = std::pair<std::int64_t, std::vector<std::tuple<std::string, std::int64_t, std::uint64_t>>>;
 
 Moment Now(const fs::path& device, const fs::path& folder) {
     Moment moment;
-    {
-        const sync::Sqlite volume((device / "pim.vol").string());
+    // The change tables too: another process may carry a change into them after a synchronisation has looked.
+    for (const char* name : kVolumes) {
+        if (!fs::exists(device / name)) continue;
+        const sync::Sqlite volume((device / name).string());
         sync::Statement sum(volume, "SELECT sum(changes) FROM state");
-        if (sum.Step()) moment.first = sum.Integer(0);
+        if (sum.Step()) moment.first += sum.Integer(0);
     }
     partner::RealFileLayer files;
     if (!fs::exists(folder)) return moment;
@@ -99,9 +109,7 @@ class Watcher {
             for (ssize_t at = 0; at < size;) {
                 const auto* event = reinterpret_cast<const inotify_event*>(events + at);
                 const std::string name = event->len ? event->name : "";
-                concerns |= event->wd == m_device
-                                ? name == "pim.vol" || name == "pim.vol-wal" || name == "KezChgFile.kez"
-                                : name.empty() || name[0] != '.';
+                concerns |= event->wd == m_device ? ConcernsTheDevice(name) : name.empty() || name[0] != '.';
                 at += static_cast<ssize_t>(sizeof *event + event->len);
             }
         }
