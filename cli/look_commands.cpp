@@ -9,6 +9,7 @@
 #include "cli/device_session.h"
 #include "engine/connection.h"
 #include "partner/packet_view.h"
+#include "sync/codec.h"
 
 namespace kez::cli {
 namespace {
@@ -17,6 +18,14 @@ std::string ReadWhole(const std::filesystem::path& file) {
     std::ifstream stream(file, std::ios::binary);
     if (!stream) throw std::runtime_error(file.string() + " cannot be read");
     return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+partner::PacketView ViewFile(const std::filesystem::path& file, sync::ItemType type) {
+    try {
+        return partner::ViewPacket(ReadWhole(file), type);
+    } catch (const sync::PacketError& error) {
+        throw std::runtime_error(file.string() + " " + error.what());
+    }
 }
 
 std::string Hex8(std::uint32_t value) {
@@ -78,7 +87,7 @@ ExitCode Fingerprint(const Common& common, unsigned oid) {
 }
 
 ExitCode PacketDump(const Common& common, const std::filesystem::path& file, sync::ItemType type) {
-    const partner::PacketView view = partner::ViewPacket(ReadWhole(file), type);
+    const partner::PacketView view = ViewFile(file, type);
     if (common.output.json) {
         Json properties = Json::array();
         for (const partner::PacketProperty& property : view.properties) {
@@ -106,8 +115,8 @@ ExitCode PacketDump(const Common& common, const std::filesystem::path& file, syn
 
 ExitCode PacketDiff(const Common& common, const std::filesystem::path& a, const std::filesystem::path& b,
                     sync::ItemType type) {
-    const partner::PacketView first = partner::ViewPacket(ReadWhole(a), type);
-    const partner::PacketView second = partner::ViewPacket(ReadWhole(b), type);
+    const partner::PacketView first = ViewFile(a, type);
+    const partner::PacketView second = ViewFile(b, type);
     auto valueIn = [](const partner::PacketView& view, std::uint32_t id) {
         for (const partner::PacketProperty& property : view.properties) {
             if (property.id == id) return std::optional<std::string>(property.value);
