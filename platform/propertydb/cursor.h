@@ -1,8 +1,9 @@
 // A place in a sort order of a database, and the moves from it.
 //
 // The place is remembered as the key of the record, not as a number: when records come or go, or the record itself
-// goes, the moves still start between the same neighbours. Stepping forward reads ahead: rows that were read are used
-// as long as the volume's stamp says that nobody changed anything.
+// goes, the moves still start between the same neighbours. The key is the one the record had when this cursor last
+// looked: a record that others moved and then deleted leaves the cursor where it last saw it. Stepping forward reads
+// ahead: rows that were read are used as long as the volume's stamp says that nobody changed anything.
 #pragma once
 
 #include <windbase.h>

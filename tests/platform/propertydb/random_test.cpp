@@ -44,7 +44,8 @@ struct Model {
         handle.at = ordered[static_cast<std::size_t>(index)];
         return handle.at.second;
     }
-    // The place as the record has it now.
+    // A handle learns where its record went when it looks, not when another handle moves the record: a record that was
+    // moved and deleted in between leaves the handle where it last saw it.
     void Follow(Handle& handle) {
         const auto found = records.find(handle.at.second);
         if (handle.where == Handle::On && found != records.end()) handle.at.first = found->second;
@@ -97,14 +98,12 @@ TEST(PropertyDatabaseModel, RandomOperationsOnTwoHandlesGiveWhatTheModelGives) {
                 case 3:
                     RC_ASSERT(handle.Write(any ? any : 5, {NumberValue(kNumber, number)}) == any);
                     if (any) {
-                        for (Model::Handle& one : model.handles) {
-                            if (one.where == Model::Handle::On && one.at.second == any) one.at.first = number;
-                        }
                         model.records[any] = number;
                         modelled = {Model::Handle::On, {number, any}};
                     }
                     break;
                 case 4:
+                    if (modelled.at.second == any) model.Follow(modelled);
                     RC_ASSERT((handle.Delete(any ? any : 5) != FALSE) == (any != 0));
                     model.records.erase(any);
                     break;
@@ -138,6 +137,7 @@ TEST(PropertyDatabaseModel, RandomOperationsOnTwoHandlesGiveWhatTheModelGives) {
                 }
                 case 11: {
                     CEOID read = 0;
+                    model.Follow(modelled);
                     const PropertySet set = handle.Read(&read);
                     const auto found = model.records.find(modelled.at.second);
                     const bool there = modelled.where == Model::Handle::On && found != model.records.end();
