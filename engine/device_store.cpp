@@ -52,6 +52,31 @@ std::string FieldOf(const Item& item, const std::string& name) {
     return field == item.fields.end() ? std::string() : field->second;
 }
 
+// Whether the device holds something that was not sent, or not what was.
+bool CameBackOtherwise(const Item& back, const Item& wanted, const Item* held, const Item& expected) {
+    const auto otherwise = [&](const auto& field) {
+        const auto& [name, value] = field;
+        const bool sent = !held || FieldOf(*held, name) != FieldOf(wanted, name);
+        const std::string now = FieldOf(back, name);
+        return now != FieldOf(expected, name) && (sent || now != value);
+    };
+    return std::any_of(expected.fields.begin(), expected.fields.end(), otherwise) ||
+           (held && std::any_of(held->fields.begin(), held->fields.end(), otherwise)) ||
+           std::any_of(back.fields.begin(), back.fields.end(), [&](const auto& field) {
+               return !wanted.fields.count(field.first) && !expected.fields.count(field.first) &&
+                      !(held && held->fields.count(field.first));
+           });
+}
+
+// A provider that cannot read a task's due date while it saves takes it to be before the start, and mends that by
+// moving it there.
+bool DueDateMoved(const Item& back, const Item& wanted, const Item& held) {
+    if (wanted.type != ItemType::Task) return false;
+    const std::string due = FieldOf(wanted, "DueDate");
+    return due == FieldOf(held, "DueDate") && FieldOf(back, "DueDate") != due &&
+           FieldOf(back, "DueDate") == FieldOf(back, "StartDate") && due > FieldOf(wanted, "StartDate");
+}
+
 }  // namespace
 
 DeviceStore::DeviceStore(Connection& connection, const sync::PacketCodec& codec, sync::Keepsakes& keepsakes,
@@ -70,16 +95,21 @@ DeviceStore::DeviceStore(Connection& connection, const sync::PacketCodec& codec,
 
 DeviceStore::~DeviceStore() { CeUnmountDBVol(&m_volume); }
 
-bool DeviceStore::RecordIsThere(CEOID oid) const {
+// Only a volume that says so has no such record: one that could not answer may well have it.
+DeviceStore::Presence DeviceStore::LookFor(CEOID oid) const {
     CEOIDINFOEX info{};
     info.wVersion = 2;
     CEGUID volume = m_volume;
-    return CeOidGetInfoEx2(&volume, oid, &info) && info.wObjType == OBJTYPE_RECORD;
+    if (oid == 0) return Presence::Missing;
+    if (CeOidGetInfoEx2(&volume, oid, &info)) {
+        return info.wObjType == OBJTYPE_RECORD ? Presence::There : Presence::Missing;
+    }
+    return GetLastError() == ERROR_INVALID_HANDLE ? Presence::Missing : Presence::Unknown;
 }
 
 Problem DeviceStore::NotRead(CEOID oid) const {
-    if (RecordIsThere(oid)) return {ProblemCode::Failed, "the device could not read it", Where(oid)};
-    return {ProblemCode::Gone, "is not on the device any more", Where(oid)};
+    if (LookFor(oid) == Presence::Missing) return {ProblemCode::Gone, "is not on the device any more", Where(oid)};
+    return {ProblemCode::Failed, "the device could not read it", Where(oid)};
 }
 
 bool DeviceStore::CountRecords(ItemType type, DWORD& count) const {
@@ -205,16 +235,25 @@ sync::WriteResult DeviceStore::WriteAndCheck(ItemType type, CEOID oid, const Ite
                           Where(written)};
         return result;
     }
-    // A field that a reading leaves out is gone only where a second reading says the same.
-    const bool fieldsMissing = held && std::any_of(held->fields.begin(), held->fields.end(), [&](const auto& field) {
-                                   return wanted.fields.count(field.first) && !back.item.fields.count(field.first);
-                               });
-    if (fieldsMissing) {
+    const Item expected = m_codec.AsHeldByDevice(wanted);
+    // A reading can leave something out and say nothing of it: what nobody asked for is believed where a second one
+    // says the same.
+    if (CameBackOtherwise(back.item, wanted, held, expected)) {
+        sync::ReadResult again = Read(type, result.id);
+        if (!again.problem && again.item.fields != back.item.fields) again = Read(type, result.id);
+        if (!again.problem) back = std::move(again);
+    }
+    if (held && DueDateMoved(back.item, wanted, *held)) {
+        packet = m_codec.Encode(wanted, &back.item);
+        if (FAILED(m_connection.Download(type, written, packet, written)) || written == 0) {
+            result.problem = {ProblemCode::Failed, "the device moved the due date and did not take it back",
+                              Where(OidOf(result.id))};
+            return result;
+        }
         sync::ReadResult again = Read(type, result.id);
         if (!again.problem) back = std::move(again);
     }
     std::string refused;
-    const Item expected = m_codec.AsHeldByDevice(wanted);
     for (const auto& [name, value] : expected.fields) {
         const bool sent = !held || FieldOf(*held, name) != FieldOf(wanted, name);
         if (sent && FieldOf(back.item, name) != value) refused += (refused.empty() ? "" : ", ") + name;
@@ -259,10 +298,10 @@ sync::WriteResult DeviceStore::Update(const std::string& id, const Item& wanted,
 
 Problem DeviceStore::Delete(ItemType type, const std::string& id, const std::string&) {
     const CEOID oid = OidOf(id);
-    if (!RecordIsThere(oid)) return {};
+    if (LookFor(oid) == Presence::Missing) return {};
     m_connection.Delete(type, oid);
     // A failed deletion answers success: only the record itself tells.
-    if (!RecordIsThere(oid)) return {};
+    if (LookFor(oid) == Presence::Missing) return {};
     m_connection.Status(type, RSC_DELETE_OBJ_FAILED, static_cast<UINT>(E_FAIL));
     return {ProblemCode::Failed, "the device did not delete it", Where(oid)};
 }

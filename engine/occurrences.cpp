@@ -19,15 +19,6 @@ std::string Utf8(const WCHAR* text) {
     return utf8;
 }
 
-std::string DateText(DATE date) {
-    SYSTEMTIME parts{};
-    if (!VariantTimeToSystemTime(date, &parts)) return {};
-    char text[48];
-    std::snprintf(text, sizeof text, "%04d-%02d-%02d %02d:%02d:%02d", parts.wYear, parts.wMonth, parts.wDay,
-                  parts.wHour, parts.wMinute, parts.wSecond);
-    return text;
-}
-
 // Thrown and caught in this file: an occurrence that cannot be read completely must not be kept as if it were.
 struct Unreadable {};
 
@@ -39,6 +30,15 @@ template <typename Interface>
 void Demand(HRESULT result, const ComPtr<Interface>& answered) {
     Demand(result);
     if (!answered) throw Unreadable{};
+}
+
+std::string DateText(DATE date) {
+    SYSTEMTIME parts{};
+    if (!VariantTimeToSystemTime(date, &parts)) throw Unreadable{};
+    char text[48];
+    std::snprintf(text, sizeof text, "%04d-%02d-%02d %02d:%02d:%02d", parts.wYear, parts.wMonth, parts.wDay,
+                  parts.wHour, parts.wMinute, parts.wSecond);
+    return text;
 }
 
 // Name;address pairs, as the device's item bridge writes them.

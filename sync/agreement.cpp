@@ -253,8 +253,9 @@ class Agreement::Pass {
     static Phase PhaseOf(Action action);
     void CarryOut(const Step& step);
 
-    ReadResult ReadNewOnDevice(const Step& step);
-    ReadResult ReadDevice(const Step& step, const Bases& bases);
+    ReadResult ReadTwice(const Step& step);
+    ReadResult ReadUnmarked(const Step& step, const Bases& bases);
+    ReadResult Confirmed(const Step& step, ReadResult read);
     void CreateInFolder(const Step& step);
     void CreateOnDevice(const Step& step);
     void UpdateFolder(const Step& step);
@@ -415,11 +416,15 @@ void Agreement::Pass::Remember(const Step& step, const std::string& title, const
 
 // --- New items --------------------------------------------------------------------------------------------
 
-// A device that cannot read a field leaves it out and says nothing, and of a new item nobody knows what it had: what
-// two readings agree on is believed.
-ReadResult Agreement::Pass::ReadNewOnDevice(const Step& step) {
+// A device that cannot read a field, or one entry of a list, leaves it out and says nothing: what two readings agree on
+// is believed.
+ReadResult Agreement::Pass::ReadTwice(const Step& step) {
     ReadResult read = m_device.Read(step.type, step.deviceId);
     if (read.problem) return read;
+    return Confirmed(step, std::move(read));
+}
+
+ReadResult Agreement::Pass::Confirmed(const Step& step, ReadResult read) {
     ReadResult again = m_device.Read(step.type, step.deviceId);
     if (!again.problem && again.item.fields != read.item.fields) {
         again.problem = {ProblemCode::Failed, "two readings say different things", "oid " + step.deviceId};
@@ -429,7 +434,7 @@ ReadResult Agreement::Pass::ReadNewOnDevice(const Step& step) {
 }
 
 void Agreement::Pass::CreateInFolder(const Step& step) {
-    ReadResult read = ReadNewOnDevice(step);
+    ReadResult read = ReadTwice(step);
     if (read.problem.code == ProblemCode::Gone) {  // deleted since it was listed
         Settle(step);
         return;
@@ -477,24 +482,16 @@ void Agreement::Pass::CreateOnDevice(const Step& step) {
 
 // --- Changes ----------------------------------------------------------------------------------------------
 
-// A device that cannot read a field leaves it out and says nothing. That a field is gone is therefore believed only
-// where a second reading says the same.
-ReadResult Agreement::Pass::ReadDevice(const Step& step, const Bases& bases) {
+// An item that the device did not mark as changed: a reading that says what it said before needs no second one.
+ReadResult Agreement::Pass::ReadUnmarked(const Step& step, const Bases& bases) {
     ReadResult read = m_device.Read(step.type, step.deviceId);
-    if (read.problem || step.pair.number == 0) return read;
-    const Changes changes = Difference(bases.device, read.item.fields);
-    if (std::all_of(changes.begin(), changes.end(), [](const auto& change) { return change.second.has_value(); })) {
-        return read;
-    }
-    ReadResult again = m_device.Read(step.type, step.deviceId);
-    if (again.problem || again.item.fields == read.item.fields) return again;
-    read.problem = {ProblemCode::Failed, "two readings say different things", "oid " + step.deviceId};
-    return read;
+    if (read.problem || Difference(bases.device, read.item.fields).empty()) return read;
+    return Confirmed(step, std::move(read));
 }
 
 void Agreement::Pass::UpdateFolder(const Step& step) {
     const Bases bases = m_state.BasesOf(step.pair);
-    ReadResult device = ReadDevice(step, bases);
+    ReadResult device = ReadTwice(step);
     if (device.problem) return Fail(step, {}, std::move(device.problem));
     const Changes changes = Difference(bases.device, device.item.fields);
     if (changes.empty()) {
@@ -521,7 +518,7 @@ void Agreement::Pass::UpdateDevice(const Step& step) {
         m_batch.agreed.push_back(std::move(agreed));
         return;
     }
-    ReadResult device = ReadDevice(step, bases);
+    ReadResult device = ReadUnmarked(step, bases);
     if (device.problem) return Fail(step, Title(folder.item), std::move(device.problem));
     if (!Difference(bases.device, device.item.fields).empty()) return MergeBoth(step);  // changed since it was listed
     if (bases.folder.empty()) {
@@ -534,7 +531,7 @@ void Agreement::Pass::UpdateDevice(const Step& step) {
 void Agreement::Pass::MergeBoth(const Step& step) {
     const bool remembered = step.pair.number != 0;
     const Bases bases = remembered ? m_state.BasesOf(step.pair) : Bases{};
-    ReadResult device = ReadDevice(step, bases);
+    ReadResult device = ReadTwice(step);
     if (device.problem) return Fail(step, {}, std::move(device.problem));
     ReadResult folder = m_folder.Read(step.type, step.folderId);
     if (folder.problem) return Fail(step, Title(device.item), std::move(folder.problem));
@@ -724,7 +721,7 @@ bool Agreement::Pass::KeepSecondCopy(const Step& step, const Item& deviceItem, E
 void Agreement::Pass::DeletedOnOneSide(const Step& step) {
     const bool goneOnDevice = step.action == Action::DeviceDeletedFolderChanged;
     const Bases bases = m_state.BasesOf(step.pair);
-    ReadResult read = goneOnDevice ? m_folder.Read(step.type, step.folderId) : ReadDevice(step, bases);
+    ReadResult read = goneOnDevice ? m_folder.Read(step.type, step.folderId) : ReadTwice(step);
     if (read.problem) return Fail(step, {}, std::move(read.problem));
     if (Difference(goneOnDevice ? bases.folder : bases.device, read.item.fields).empty()) {
         // Touched or perhaps changed, but it says what it said: the deletion stands.

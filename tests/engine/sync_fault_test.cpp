@@ -2,6 +2,7 @@
 // and the next one repairs it.
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <set>
 
 #include "tests/engine/session_world.h"
@@ -78,11 +79,6 @@ std::uint32_t CodeFor(const std::string& call) {
     return static_cast<std::uint32_t>(answersResult ? E_FAIL : ERROR_NOT_ENOUGH_MEMORY);
 }
 
-// The provider sends less where one of these fails and says nothing of it; no second reading uncovers that yet, so
-// these are left out of the sweep.
-const std::set<std::string> kHiddenByTheProvider = {"IException::get_OriginalDate", "IExceptions::Item",
-                                                    "ITask::get_DueDate", "VariantTimeToSystemTime"};
-
 bool GivesBack(const std::string& call) { return call == "CloseHandle" || call.find("Free") != std::string::npos; }
 
 std::string Text(const std::multiset<sync::Fields>& items) {
@@ -115,10 +111,15 @@ TEST(SyncFaults, EachCallThatFailsOnceIsReportedAndRepaired) {
         expectedOnDevice = WithoutOccurrences(scene.OnDevice());
     }
     ASSERT_GT(calls.size(), 50u);
+    // The first, a middle and the last of each call's uses; with this set, every one, which takes half an hour.
+    const bool everywhere = std::getenv("KEZ_FAULT_EVERYWHERE") != nullptr;
 
     for (const auto& [call, count] : calls) {
-        if (kHiddenByTheProvider.count(call)) continue;
-        for (const std::uint64_t nth : std::set<std::uint64_t>{1, count / 2 + 1, count}) {
+        std::set<std::uint64_t> places{1, count / 2 + 1, count};
+        if (everywhere) {
+            for (std::uint64_t n = 1; n <= count; ++n) places.insert(n);
+        }
+        for (const std::uint64_t nth : places) {
             const std::string what = call + " #" + std::to_string(nth) + " of " + std::to_string(count);
             Scene scene;
             const control::LiveCounts before = control::Live();
