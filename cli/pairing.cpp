@@ -1,8 +1,11 @@
 #include "cli/pairing.h"
 
+#include <cstdlib>
 #include <cstring>
 
+#include "platform/changewriter/change_writer.h"
 #include "platform/control/control.h"
+#include "platform/propertydb/volume.h"
 
 namespace kez::cli {
 namespace fs = std::filesystem;
@@ -57,6 +60,11 @@ std::optional<partner::CachedFile> Unpacked(const std::string& facts) {
     return file;
 }
 
+const std::string kRun = "run-";  // a number that goes up with each synchronisation that changes something
+const std::string kNextRun = "next-run";
+
+std::int64_t NumberOf(const std::string& text) { return std::strtoll(text.c_str(), nullptr, 10); }
+
 partner::Durability DurabilityOf(const std::string& name) {
     if (name == "item") return partner::Durability::Item;
     return name == "none" ? partner::Durability::None : partner::Durability::Batch;
@@ -104,6 +112,7 @@ std::unique_ptr<sync::State> OpenState(const DeviceSession& device, const fs::pa
 Pairing::Pairing(const DeviceSession& device, const Common& common, const SyncOptions& options, Rehearsal* rehearsal)
     : m_options(options),
       m_folder(fs::absolute(options.folder).lexically_normal()),
+      m_partner(common.partner),
       m_rehearsal(rehearsal),
       m_files(rehearsal ? rehearsal->Files() : m_realFiles),
       m_codec([] { return control::CurrentBias(); }) {
@@ -187,6 +196,8 @@ void Pairing::Prepare(const DeviceSession& device, const Common& common, const S
     if (otherFolder) {
         // Changes since this folder's last turn were told to the other one: everything is to be compared.
         for (const sync::ItemType type : sync::kAllItemTypes) m_state->BeginListing(type);
+    } else if (known != partnerships.end()) {
+        LookForOlderCopies(device.ShownAs().string());
     }
     m_cache = std::make_unique<StateCache>(*m_state);
     m_folderStore = std::make_unique<partner::FolderStore>(m_folder.string(), formats, m_files, *m_cache,
@@ -195,6 +206,39 @@ void Pairing::Prepare(const DeviceSession& device, const Common& common, const S
         partnerships[common.partner] = {identity, m_folder};
         WritePartnerships(device.Folder(), partnerships);
     }
+}
+
+// The device counts in its volume of items, so that a copy of that alone is recognised as well.
+void Pairing::LookForOlderCopies(const std::string& deviceName) {
+    if (m_state->IsNew()) return;
+    const std::int64_t onDevice = RunOnDevice().value_or(0);
+    std::int64_t inState = NumberOf(m_state->Note(kRun));
+    // Cut off between the two notes of one synchronisation, the state has the number as the next one only.
+    if (NumberOf(m_state->Note(kNextRun)) == onDevice) inState = std::max(inState, onDevice);
+    if (onDevice == inState) return;
+    m_olderCopy = onDevice < inState ? deviceName : m_folder.string();
+    m_state->DoubtAll(onDevice < inState ? sync::Doubt::OldDevice : sync::Doubt::OldFolder);
+    CountRun(std::max(onDevice, inState) + 1);
+}
+
+void Pairing::TellOlderCopy(sync::Report& report) const {
+    if (m_olderCopy.empty()) return;
+    report.findings.push_back({sync::ProblemCode::None,
+                               "is an older copy of itself: everything was compared, and what is missing on one side "
+                               "was taken from the other",
+                               m_olderCopy});
+}
+
+void Pairing::BeginChanges() { CountRun(std::max(RunOnDevice().value_or(0), NumberOf(m_state->Note(kRun))) + 1); }
+
+std::optional<std::int64_t> Pairing::RunOnDevice() const {
+    return propertydb::Volume::Open(changewriter::kPimVolume)->Setting(kRun + std::to_string(m_partner));
+}
+
+void Pairing::CountRun(std::int64_t number) {
+    m_state->SetNote(kNextRun, std::to_string(number));
+    propertydb::Volume::Open(changewriter::kPimVolume)->SetSetting(kRun + std::to_string(m_partner), number);
+    m_state->SetNote(kRun, std::to_string(number));
 }
 
 void Pairing::KeepForUndo(UndoRecord& record) {

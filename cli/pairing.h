@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
 
@@ -59,6 +60,12 @@ class Pairing {
     partner::FolderStore& Folder() { return *m_folderStore; }
     sync::State& State() { return *m_state; }
     sync::Options AgreementOptions() const;
+    // Adds a finding where a side was put back to an older copy of itself.
+    void TellOlderCopy(sync::Report& report) const;
+
+    // Both sides are going to be changed: each notes that this synchronisation took place, so that one that is put
+    // back to an older copy is recognised by the other's higher number.
+    void BeginChanges();
 
     // From now on everything that is written can be taken back.
     void KeepForUndo(UndoRecord& record);
@@ -66,9 +73,14 @@ class Pairing {
  private:
     void MakeFolder(const std::string& partnerName, bool wasHere);
     void Prepare(const DeviceSession& device, const Common& common, const SyncOptions& options);
+    void LookForOlderCopies(const std::string& deviceName);
+    std::optional<std::int64_t> RunOnDevice() const;
+    void CountRun(std::int64_t number);
 
     SyncOptions m_options;
     std::filesystem::path m_folder;
+    unsigned m_partner;
+    std::string m_olderCopy;
     std::unique_ptr<FolderLock> m_deviceLock;
     std::unique_ptr<FolderLock> m_folderLock;
     UndoFiles m_realFiles;

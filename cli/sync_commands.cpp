@@ -78,8 +78,9 @@ ExitCode DryRun(const Common& common, const SyncOptions& options) {
     Rehearsal rehearsal(common.device, options.folder, common.partner);
     const DeviceSession session(rehearsal.Device(), common.device);
     Pairing pairing(session, common, options, &rehearsal);
-    const sync::Report report =
+    sync::Report report =
         sync::Agreement(pairing.Device(), pairing.Folder(), pairing.State(), pairing.AgreementOptions()).Run();
+    pairing.TellOlderCopy(report);
     PrintPlan(report, common.output);
     return CodeOf(report);
 }
@@ -101,8 +102,12 @@ sync::Report Synchronise(const Common& common, const SyncOptions& options) {
         sync::Agreement agreement(pairing.Device(), pairing.Folder(), pairing.State(), agreed);
         undo.TellOthers();
         const sync::Plan plan = agreement.MakePlan();
-        if (!plan.steps.empty()) pairing.KeepForUndo(undo);
+        if (!plan.steps.empty()) {
+            pairing.BeginChanges();
+            pairing.KeepForUndo(undo);
+        }
         report = agreement.CarryOut(plan);
+        pairing.TellOlderCopy(report);
     }
     undo.End();
     report.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();

@@ -119,6 +119,12 @@ void Agreement::PlanType(ItemType type, Plan& plan, std::map<ItemType, std::pair
             ++leftInFolder;
         }
         step.action = Decide(true, seenOnDevice, seenInFolder);
+        // Between an older copy and what was made since, a missing item says nothing: it comes back.
+        if (pair.doubt != Doubt::None && (seenOnDevice == Seen::Gone) != (seenInFolder == Seen::Gone)) {
+            const bool goneOnDevice = seenOnDevice == Seen::Gone;
+            step.action = goneOnDevice ? Action::CreateOnDevice : Action::CreateInFolder;
+            (goneOnDevice ? step.deviceId : step.folderId).clear();
+        }
         if (folderItem && folderItem->problem) {
             // What cannot be read cannot be compared; both sides stay as they are.
             plan.entries.push_back({type,
@@ -261,6 +267,7 @@ class Agreement::Pass {
     void UpdateFolder(const Step& step);
     void UpdateDevice(const Step& step);
     void MergeBoth(const Step& step);
+    void Part(const Step& step);  // two items that were one: each goes to the other side
     void DeleteInFolder(const Step& step);
     void DeleteOnDevice(const Step& step);
     void DeletedOnOneSide(const Step& step);
@@ -409,6 +416,7 @@ void Agreement::Pass::Remember(const Step& step, const std::string& title, const
     agreed.pair.folderId = step.folderId;
     agreed.pair.folderRevision = folderRevision;
     agreed.pair.title = title;
+    agreed.pair.doubt = Doubt::None;
     agreed.bases = {Remembered(deviceHeld), Remembered(folderHeld)};
     m_batch.agreed.push_back(std::move(agreed));
     Settle(step);
@@ -509,8 +517,9 @@ void Agreement::Pass::UpdateDevice(const Step& step) {
     ReadResult folder = m_folder.Read(step.type, step.folderId);
     if (folder.problem) return Fail(step, {}, std::move(folder.problem));
     const Bases bases = m_state.BasesOf(step.pair);
+    const bool afresh = step.pair.doubt == Doubt::OldDevice;
     Changes changes = Difference(bases.folder, folder.item.fields);
-    if (changes.empty()) {
+    if (changes.empty() && !afresh) {
         // The file was touched, not changed.
         ++m_report.counts.unchanged;
         Batch::Agreed agreed{step.pair, bases};
@@ -520,8 +529,22 @@ void Agreement::Pass::UpdateDevice(const Step& step) {
     }
     ReadResult device = ReadUnmarked(step, bases);
     if (device.problem) return Fail(step, Title(folder.item), std::move(device.problem));
-    if (!Difference(bases.device, device.item.fields).empty()) return MergeBoth(step);  // changed since it was listed
-    if (bases.folder.empty()) {
+    const Changes otherwise = Difference(bases.device, device.item.fields);
+    if (afresh) {
+        // What the older copy says otherwise is older too: it gets what was agreed on since.
+        const Changes all = Difference(device.item.fields, m_options.asHeldByDevice(folder.item).fields);
+        Changes needed;
+        for (const auto& [name, change] : all) {
+            if (otherwise.count(name) || changes.count(name)) needed[name] = change;
+        }
+        changes = std::move(needed);
+        if (changes.empty()) {
+            ++m_report.counts.unchanged;
+            return Remember(step, Title(folder.item), device.item.fields, folder.item.fields, folder.revision);
+        }
+    } else if (!otherwise.empty()) {
+        return MergeBoth(step);  // changed since it was listed
+    } else if (bases.folder.empty()) {
         // The device took over only a part when the item was made there: it gets what it lacks.
         changes = Difference(device.item.fields, m_options.asHeldByDevice(folder.item).fields);
     }
@@ -529,12 +552,15 @@ void Agreement::Pass::UpdateDevice(const Step& step) {
 }
 
 void Agreement::Pass::MergeBoth(const Step& step) {
-    const bool remembered = step.pair.number != 0;
+    const bool remembered = step.pair.number != 0 && step.pair.doubt != Doubt::OldDevice;
     const Bases bases = remembered ? m_state.BasesOf(step.pair) : Bases{};
     ReadResult device = ReadTwice(step);
     if (device.problem) return Fail(step, {}, std::move(device.problem));
     ReadResult folder = m_folder.Read(step.type, step.folderId);
     if (folder.problem) return Fail(step, Title(device.item), std::move(folder.problem));
+
+    // An older copy of a device gives an identifier again to somebody else.
+    if (step.pair.number != 0 && !remembered && Title(device.item) != Title(folder.item)) return Part(step);
 
     Merged merged =
         remembered ? Merge(Difference(bases.device, device.item.fields), Difference(bases.folder, folder.item.fields))
@@ -587,6 +613,13 @@ void Agreement::Pass::MergeBoth(const Step& step) {
     WriteMerged(step, device, folder, merged.forDevice, merged.forFolder, bases, outcome, std::move(notes));
 }
 
+void Agreement::Pass::Part(const Step& step) {
+    Step theirs = step;
+    theirs.deviceId.clear();
+    CreateOnDevice(theirs);
+    CreateInFolder({step.type, Action::CreateInFolder, {}, step.deviceId, {}, {}, {}});
+}
+
 void Agreement::Pass::WriteMerged(const Step& step, const ReadResult& device, const ReadResult& folder,
                                   const Changes& forDevice, const Changes& forFolder, const Bases& bases,
                                   Outcome outcome, std::vector<std::string> notes) {
@@ -612,6 +645,7 @@ void Agreement::Pass::WriteMerged(const Step& step, const ReadResult& device, co
             // The folder's share is done. What the device did not take stays different from what is remembered of
             // the folder, so that the next pass tries again.
             Fail(step, title, std::move(result.problem));
+            if (step.pair.doubt == Doubt::OldDevice) return;  // compared whole again
             Fields folderBase = Remembered(folderHeld);
             for (const auto& [name, change] : forDevice) {
                 const auto before = bases.folder.find(name);

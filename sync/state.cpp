@@ -1,7 +1,8 @@
 // The state file. Its tables:
 //
 //   about       name, value                      format, identities of both sides, notes
-//   pair        number, type, identifiers, revisions, title, what each side held (the folder's only where it differs)
+//   pair        number, type, identifiers, revisions, title, what each side held (the folder's only where it differs),
+//               doubt
 //   unsettled   type, id                         device items listed as changed, until they are settled
 //   listing     type                             a listing was begun and not stored
 //   keepsake    type, id, what                   taken out of the device by reading, until the folder holds it
@@ -22,7 +23,7 @@ CREATE TABLE IF NOT EXISTS pair (
     number INTEGER PRIMARY KEY AUTOINCREMENT, type INTEGER NOT NULL,
     device_id TEXT NOT NULL, folder_id TEXT NOT NULL,
     device_revision TEXT NOT NULL, folder_revision TEXT NOT NULL, title TEXT NOT NULL,
-    device_base BLOB NOT NULL, folder_base BLOB,
+    device_base BLOB NOT NULL, folder_base BLOB, doubt INTEGER NOT NULL DEFAULT 0,
     UNIQUE (type, device_id), UNIQUE (type, folder_id));
 CREATE TABLE IF NOT EXISTS unsettled (type INTEGER NOT NULL, id TEXT NOT NULL, PRIMARY KEY (type, id)) WITHOUT ROWID;
 CREATE TABLE IF NOT EXISTS listing (type INTEGER PRIMARY KEY);
@@ -158,10 +159,11 @@ std::set<std::string> State::Unsettled(ItemType type) {
 std::vector<Pair> State::Pairs(ItemType type) {
     std::vector<Pair> pairs;
     Statement all(*m_connection,
-                  "SELECT number, device_id, folder_id, device_revision, folder_revision, title FROM pair "
+                  "SELECT number, device_id, folder_id, device_revision, folder_revision, title, doubt FROM pair "
                   "WHERE type = ? ORDER BY number");
     for (all.Bind(Number(type)); all.Step();) {
-        pairs.push_back({all.Integer(0), type, all.Bytes(1), all.Bytes(2), all.Bytes(3), all.Bytes(4), all.Bytes(5)});
+        pairs.push_back({all.Integer(0), type, all.Bytes(1), all.Bytes(2), all.Bytes(3), all.Bytes(4), all.Bytes(5),
+                         static_cast<Doubt>(all.Integer(6))});
     }
     return pairs;
 }
@@ -175,6 +177,19 @@ Bases State::BasesOf(const Pair& pair) {
     return bases;
 }
 
+void State::DoubtAll(Doubt doubt) {
+    Transaction transaction(*m_connection);
+    Statement(*m_connection, "UPDATE pair SET doubt = ?").Bind(static_cast<std::int64_t>(doubt)).Run();
+    // An older device is to be told again what the folder says.
+    if (doubt == Doubt::OldDevice) m_connection->Execute("UPDATE pair SET folder_revision = ''");
+    // An older state does not know what the device has told since.
+    Statement list(*m_connection, "INSERT OR IGNORE INTO listing (type) VALUES (?)");
+    if (doubt == Doubt::OldFolder) {
+        for (const ItemType type : kAllItemTypes) list.Bind(Number(type)).Run();
+    }
+    transaction.Commit();
+}
+
 void State::Commit(const Batch& batch) {
     Transaction transaction(*m_connection);
     Statement forget(*m_connection, "DELETE FROM pair WHERE number = ?");
@@ -184,7 +199,7 @@ void State::Commit(const Batch& batch) {
                    "DELETE FROM pair WHERE number = ?1 OR (type = ?2 AND (device_id = ?3 OR folder_id = ?4))");
     Statement put(*m_connection,
                   "INSERT INTO pair (number, type, device_id, folder_id, device_revision, folder_revision, title, "
-                  "device_base, folder_base) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)");
+                  "device_base, folder_base, doubt) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
     for (const auto& [pair, bases] : batch.agreed) {
         drop.Bind(pair.number).Bind(Number(pair.type)).Bind(pair.deviceId).Bind(pair.folderId).Run();
         if (pair.number) {
@@ -199,7 +214,7 @@ void State::Commit(const Batch& batch) {
         } else {
             put.BindBlob(Packed(bases.folder));
         }
-        put.Run();
+        put.Bind(static_cast<std::int64_t>(pair.doubt)).Run();
     }
 
     Statement settle(*m_connection, "DELETE FROM unsettled WHERE type = ? AND id = ?");

@@ -25,6 +25,13 @@ class StateError : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+// Why what is remembered of an item is not what both sides last agreed on.
+enum class Doubt {
+    None,
+    OldDevice,  // the device was put back to an older copy of itself
+    OldFolder,  // the folder, with this state in it, was
+};
+
 // Two items, one on each side, that are the same one.
 struct Pair {
     std::int64_t number = 0;
@@ -34,6 +41,7 @@ struct Pair {
     std::string deviceRevision;
     std::string folderRevision;  // "" where the folder's item is to be looked at again
     std::string title;
+    Doubt doubt = Doubt::None;  // until both sides have been compared
 };
 
 // What both sides held, as Remembered() gives it.
@@ -84,6 +92,10 @@ class State : public Keepsakes {
 
     std::vector<Pair> Pairs(ItemType type);
     Bases BasesOf(const Pair& pair);
+
+    // All that is remembered is doubted, and everything is to be compared.
+    void DoubtAll(Doubt doubt);
+
     void Commit(const Batch& batch);
 
     std::vector<WaitingConflict> Conflicts();

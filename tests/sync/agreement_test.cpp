@@ -421,6 +421,113 @@ TEST_F(AgreementTest, AnItemThatAListingMissedIsNotDeleted) {
     ExpectAgreement();
 }
 
+// --- One side is an older copy of itself -------------------------------------------------------------------------
+
+TEST_F(AgreementTest, AnOlderDeviceIsToldWhatWasAgreedSinceAndGetsBackWhatItLost) {
+    device.Add(Person("Ada", {{"Phone", "1"}}));
+    device.Add(Person("Bob", {{"Phone", "1"}}));
+    device.Add(Person("Cat", {{"Phone", "1"}, {"Note", "stays"}}));
+    Sync();
+    const MemoryStore copy = device;
+    device.Edit(device.Ids()[0], "Phone", "2");
+    folder.Edit(folder.Ids()[1], "Phone", "3");
+    device.Add(Person("Dan"));
+    Sync();
+    const auto expected = folder.Contents();
+    device = copy;
+    {
+        State state(m_folderPath / "state.db", "device", "folder", false);
+        state.DoubtAll(Doubt::OldDevice);
+    }
+    const Report report = Sync();
+    EXPECT_EQ(report.counts.deletedInFolder + report.counts.received, 0u);
+    EXPECT_EQ(report.counts.unchanged, 1u);
+    EXPECT_EQ(folder.Contents(), expected);
+    ExpectAgreement();
+}
+
+TEST_F(AgreementTest, WhatWasEditedOnAnOlderDeviceIsAConflictAndNotGuessed) {
+    device.Add(Person("Ada", {{"Phone", "1"}}));
+    Sync();
+    const MemoryStore copy = device;
+    folder.Edit(folder.Ids()[0], "Phone", "2");
+    Sync();
+    device = copy;
+    device.Edit(device.Ids()[0], "Phone", "3");
+    {
+        State state(m_folderPath / "state.db", "device", "folder", false);
+        state.DoubtAll(Doubt::OldDevice);
+    }
+    Sync();
+    EXPECT_THAT(folder.Contents(), UnorderedElementsAre(Fields{{"FirstName", "Ada"}, {"Phone", "2"}},
+                                                        Fields{{"FirstName", "Ada"}, {"Phone", "3"}}));
+    ExpectAgreement();
+}
+
+TEST_F(AgreementTest, SomebodyNewUnderAnIdentifierThatAnOlderDeviceGaveAgainIsSomebodyElse) {
+    device.Add(Person("Ada"));
+    Sync();
+    const MemoryStore copy = device;
+    device.Add(Person("Bob", {{"Phone", "1"}}));
+    Sync();
+    const std::string reused = device.Ids()[1];
+    device = copy;
+    device.Add(Person("Cat", {{"City", "C"}}));
+    ASSERT_EQ(device.Ids()[1], reused);
+    {
+        State state(m_folderPath / "state.db", "device", "folder", false);
+        state.DoubtAll(Doubt::OldDevice);
+    }
+    Sync();
+    EXPECT_THAT(folder.Contents(),
+                UnorderedElementsAre(Fields{{"FirstName", "Ada"}}, Fields{{"FirstName", "Bob"}, {"Phone", "1"}},
+                                     Fields{{"FirstName", "Cat"}, {"City", "C"}}));
+    ExpectAgreement();
+}
+
+TEST_F(AgreementTest, AnOlderFolderTakesWhatTheDeviceHasAndLosesNothing) {
+    device.Add(Person("Ada", {{"Phone", "1"}}));
+    device.Add(Person("Bob"));
+    Sync();
+    const MemoryStore copy = folder;
+    std::filesystem::copy_file(m_folderPath / "state.db", m_folderPath / "copy.db");
+    device.Edit(device.Ids()[0], "Phone", "2");
+    device.Remove(device.Ids()[1]);
+    device.Add(Person("Cat"));
+    Sync();
+    folder = copy;
+    std::filesystem::remove(m_folderPath / "state.db");
+    std::filesystem::rename(m_folderPath / "copy.db", m_folderPath / "state.db");
+    {
+        State state(m_folderPath / "state.db", "device", "folder", false);
+        state.DoubtAll(Doubt::OldFolder);
+    }
+    Sync();
+    EXPECT_THAT(folder.Contents(), UnorderedElementsAre(Fields{{"FirstName", "Ada"}, {"Phone", "2"}},
+                                                        Fields{{"FirstName", "Bob"}}, Fields{{"FirstName", "Cat"}}));
+    ExpectAgreement();
+}
+
+TEST_F(AgreementTest, ADoubtLastsUntilTheItemWasCompared) {
+    device.Add(Person("Ada", {{"Phone", "1"}}));
+    Sync();
+    const MemoryStore copy = device;
+    folder.Edit(folder.Ids()[0], "Phone", "2");
+    Sync();
+    device = copy;
+    {
+        State state(m_folderPath / "state.db", "device", "folder", false);
+        state.DoubtAll(Doubt::OldDevice);
+    }
+    device.refuse = [](const Item&) { return true; };
+    const Report refused = Sync();
+    EXPECT_EQ(refused.counts.unresolved + refused.counts.failed, 1u);
+    device.refuse = nullptr;
+    Sync();
+    EXPECT_THAT(folder.Contents(), UnorderedElementsAre(Fields{{"FirstName", "Ada"}, {"Phone", "2"}}));
+    ExpectAgreement();
+}
+
 // Every point at which a pass can end: after it another pass must end as if nothing had happened.
 TEST_F(AgreementTest, AfterACrashAtAnyCallTheNextPassEndsAsIfThereHadBeenNone) {
     options.batchSize = 3;
