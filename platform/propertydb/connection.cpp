@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "platform/control/control.h"
+#include "platform/propertydb/log_file.h"
 #include "platform/propertydb/schema.h"
 
 namespace kez::propertydb {
@@ -68,8 +69,9 @@ Connection::~Connection() {
 
 void Connection::Open() {
     CheckFile(m_share->file);
-    const int result = sqlite3_open_v2(m_share->file.c_str(), &m_database,
-                                       SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_NOFOLLOW, nullptr);
+    const int result =
+        sqlite3_open_v2(m_share->file.c_str(), &m_database,
+                        SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_NOFOLLOW, GatheringFiles());
     if (result != SQLITE_OK) ThrowSqlite(m_database, result, "cannot open it");
     sqlite3_extended_result_codes(m_database, 1);
     if (sqlite3_db_readonly(m_database, "main") == 1) {
@@ -78,6 +80,8 @@ void Connection::Open() {
     sqlite3_busy_handler(m_database, &Connection::Wait, this);
     sqlite3_create_function_v2(m_database, "device_time", 0, SQLITE_UTF8 | SQLITE_INNOCUOUS, nullptr, DeviceTime,
                                nullptr, nullptr, nullptr);
+    sqlite3_rollback_hook(
+        m_database, [](void* self) { DropGathered(static_cast<Connection*>(self)->Log()); }, this);
     CheckFormat();
     Execute(m_database, "PRAGMA synchronous = NORMAL; PRAGMA cache_size = -16000; PRAGMA temp_store = MEMORY;");
     if (const std::uint32_t pages = m_share->maxPages) {
@@ -158,6 +162,7 @@ void Connection::Begin() {
     }
     Query(Fixed("BEGIN IMMEDIATE")).Run();
     m_depth = 1;
+    DropGathered(Log());
     try {
         ReadVolumeState();
     } catch (...) {
@@ -281,11 +286,16 @@ DatabaseState Connection::State(CEOID database) {
     return state;
 }
 
-void Connection::Sync() {
-    std::lock_guard lock(m_mutex);
+sqlite3_file* Connection::Log() {
     sqlite3_file* log = nullptr;
     sqlite3_file_control(m_database, "main", SQLITE_FCNTL_JOURNAL_POINTER, &log);
-    if (!log || !log->pMethods) return;
+    return log && log->pMethods ? log : nullptr;
+}
+
+void Connection::Sync() {
+    std::lock_guard lock(m_mutex);
+    sqlite3_file* log = Log();
+    if (!log) return;
     const int result = log->pMethods->xSync(log, SQLITE_SYNC_NORMAL);
     if (result != SQLITE_OK) ThrowSqlite(m_database, result, "cannot make the log durable");
 }

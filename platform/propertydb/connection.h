@@ -118,6 +118,7 @@ class Connection {
 
     static int Wait(void* connection, int count);
     void Open();
+    sqlite3_file* Log();  // the file of the write-ahead log; null where it is not open
     void CheckFormat();
     void ReadVolumeState();
     void WriteCounters();
