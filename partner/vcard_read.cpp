@@ -371,11 +371,14 @@ void Card::ReadPhoto() {
         m_used.insert(line);
         if (line->value.empty() || places.count("Picture")) continue;
         std::string bytes;
+        // Some programs escape the signs of a link as if it were a text.
+        std::string link = line->IsBase64() ? "" : line->value;
+        std::erase(link, '\\');
         if (line->IsBase64()) {
             bytes = Bytes(*line);
-        } else if (StartsWithNoCase(line->value, "data:") && line->value.find(";base64,") != std::string::npos) {
+        } else if (StartsWithNoCase(link, "data:") && link.find(";base64,") != std::string::npos) {
             ContentLine data;
-            data.value = line->value.substr(line->value.find(";base64,") + 8);
+            data.value = link.substr(link.find(";base64,") + 8);
             bytes = Bytes(data);
         } else {
             losses.push_back("the picture is a link (" + Trimmed(Text(*line)).substr(0, 60) +
