@@ -403,9 +403,17 @@ class CalendarEditor {
         Component& master = *m_parts.master;
         ContentLine* line = master.First("RRULE");
         if (!m_first) {
-            if (line && Differs("IsRecurring"))
-                for (const ContentLine* one : master.Lines("RRULE")) m_document.Remove(master, *one);
+            if (Differs("IsRecurring"))
+                for (const char* property : {"RRULE", "EXRULE", "RDATE"})
+                    for (const ContentLine* one : master.Lines(property)) m_document.Remove(master, *one);
             return;
+        }
+        if (m_reading.rule && m_reading.rule->isList) {
+            if (!RuleDiffers() && !moves) return;
+            // A pattern takes the place of everything that named the dates.
+            for (const char* property : {"RRULE", "EXRULE", "RDATE"})
+                for (const ContentLine* one : master.Lines(property)) m_document.Remove(master, *one);
+            line = nullptr;
         }
         const std::string text = line ? Trimmed(Text(*line)) : "";
         const bool hasUntil = UpperCase(text).find("UNTIL=") != std::string::npos;
@@ -518,7 +526,8 @@ class CalendarEditor {
             if (deleted.count(day) || shown.count(day) || surplus.count(day)) continue;
             const CalendarTime time = OccurrenceOn(day);
             const std::vector<ContentLine*> lines = master.Lines("EXDATE");
-            const ContentLine* after = lines.empty() ? master.First("RRULE") : lines.back();
+            const ContentLine* after = !lines.empty() ? lines.back() : master.First("RRULE");
+            if (!after) after = AfterTimes();
             m_document.Insert(master, after, m_editor.HeadFor("EXDATE", time), CalendarTimeText(time), m_parts.syntax);
         }
     }

@@ -30,7 +30,8 @@ class CalendarFormat : public ItemFormat {
     std::function<std::int64_t()> m_now;
 };
 
-// The items of a file that holds several, each as the text of a file of its own.
+// The items of a file that holds several, each as the text of a file of its own. Of two whole items with one UID each
+// is one of them; an item that stands outside of a calendar gets one.
 std::vector<std::string> SplitCalendar(std::string_view bytes);
 
 }  // namespace kez::partner

@@ -19,6 +19,14 @@ constexpr const char* kOccurrenceFields[] = {"Subject",     "Location",    "Star
                                              "AllDayEvent", "Sensitivity", "ReminderSet", "ReminderOptions",
                                              "Body",        "Categories",  "Recipients",  "BusyStatus"};
 
+constexpr std::int64_t kLongestMinutes = 31 * kDay / 60;
+
+std::string DaysText(std::int64_t minutes) {
+    if (minutes % (kDay / 60) != 0) return std::to_string((minutes + 30) / 60) + " hours";
+    const std::int64_t days = minutes * 60 / kDay;
+    return std::to_string(days) + (days == 1 ? " day" : " days");
+}
+
 bool HoldsItem(const Component& component) { return component.name == "VEVENT" || component.name == "VTODO"; }
 // Neither kept with an item of another UID nor an item for a device.
 bool IsOtherItem(const Component& component) {
@@ -187,8 +195,25 @@ class Reader {
         fields() = EventFields(m_master, m_parts.syntax, m_zones, m_reading.losses);
         if (const TimeForm& form = m_reading.start->form; form.kind == TimeKind::Zoned && !m_zones.Knows(form.zone))
             Lose("its time zone " + form.zone + " is not known; its times are taken as the device's");
+        const std::int64_t minutes = std::stoll(FieldOf(fields(), "Duration"));
+        if (minutes > kLongestMinutes)
+            return Refuse("it lasts " + DaysText(minutes) + ", a device holds at most " + DaysText(kLongestMinutes));
         ReadRecurrence();
-        if (!m_reading.problem && m_reading.rule) ReadExceptions();
+        if (m_reading.problem || !m_reading.rule) return;
+        FitIntoSeries(minutes);
+        if (!m_reading.problem) ReadExceptions();
+    }
+
+    // A device takes no occurrence that lasts into the next one, and no reminder that comes before the last one.
+    void FitIntoSeries(std::int64_t minutes) {
+        const std::int64_t gap = m_reading.rule->pattern.ShortestGap() * kDay / 60;
+        if (minutes > gap)
+            return Refuse("its occurrences last " + DaysText(minutes) + " and come every " + DaysText(gap));
+        const std::string before = FieldOf(fields(), "ReminderMinutesBeforeStart");
+        if (before.empty() || std::stoll(before) <= gap) return;
+        Lose("its alarm, which comes before the last occurrence: a device has no reminder for it");
+        fields()["ReminderSet"] = "0";
+        fields().erase("ReminderMinutesBeforeStart");
     }
 
     void Task() {
@@ -226,6 +251,9 @@ class Reader {
             m_reading.start =
                 CalendarTime{DayOfMoment(m_zones.ToDevice(*m_reading.start)) * kDay, {TimeKind::Date, ""}};
         ReadRecurrence();
+        if (m_reading.rule && !m_reading.rule->surplus.empty())
+            return Refuse("a task has no deleted occurrences on a device, and the closest pattern also falls on " +
+                          DayText(m_reading.rule->surplus.front() * kDay));
         if (m_reading.rule && (m_master.First("EXDATE") || !m_parts.changed.empty()))
             Lose("deleted and changed occurrences: those of a task are all alike on a device");
     }
@@ -243,27 +271,59 @@ class Reader {
     }
 
     void ReadRecurrence() {
-        const std::vector<ContentLine*> rules = m_master.Lines("RRULE");
-        if (m_master.First("RDATE")) return Refuse("it has further dates (RDATE), which a device cannot hold");
-        if (m_master.First("EXRULE")) return Refuse("it has a rule of exceptions (EXRULE), which a device cannot hold");
-        if (rules.empty()) return;
-        if (rules.size() > 1) return Refuse("it has several rules, a device holds one");
+        RecurrenceSet set;
+        if (!AddRules("RRULE", set.rules) || !AddRules("EXRULE", set.exceptionRules)) return;
+        if (!AddDates(set.dates)) return;
+        if (set.rules.empty() && set.dates.empty()) return;
         if (!m_reading.start) return Refuse("it recurs and has no date to start from");
-        std::string text = Trimmed(Text(*rules.front()));
-        if (IsOld(m_parts.syntax)) {
-            std::string old = text;
-            text = RuleOfOldText(old);
-            if (text.empty()) return Refuse("a device cannot hold its rule " + old);
-        }
         CalendarTime start = *m_reading.start;
         if (FieldOf(fields(), "AllDayEvent") == "1") start.form = {TimeKind::Date, ""};
-        m_reading.rule = ReadRule(text, start, m_zones);
+        m_reading.rule = ReadRecurrenceSet(set, start, m_zones);
         if (!m_reading.rule->whyNot.empty()) return Refuse(m_reading.rule->whyNot);
         SetPattern(fields(), m_reading.rule->pattern);
         if (m_reading.rule->drifts)
             Lose("it keeps the time of " +
                  (m_reading.start->form.kind == TimeKind::Utc ? "UTC" : m_reading.start->form.zone) +
                  "; on the device it stays at the time of its first date all year");
+    }
+
+    // The values of the lines of that name; where one cannot be understood, the item is refused.
+    bool AddRules(const char* property, std::vector<std::string>& rules) {
+        for (const ContentLine* line : m_master.Lines(property)) {
+            const std::string text = Trimmed(Text(*line));
+            rules.push_back(IsOld(m_parts.syntax) ? RuleOfOldText(text) : text);
+            if (!rules.back().empty()) continue;
+            Refuse("a device cannot hold its rule " + text);
+            return false;
+        }
+        return true;
+    }
+
+    // The further dates of the item; refuses one that cannot be understood, or that has a length of its own.
+    bool AddDates(std::vector<CalendarTime>& dates) {
+        const std::string minutes = FieldOf(fields(), "Duration");
+        for (const ContentLine* line : m_master.Lines("RDATE")) {
+            std::string text = Text(*line);
+            if (IsOld(m_parts.syntax)) std::replace(text.begin(), text.end(), ';', ',');
+            for (const std::string& value : Split(text, ',')) {
+                if (Trimmed(value).empty()) continue;
+                const std::vector<std::string> period = Split(value, '/');
+                const auto time = m_zones.Parse(*line, period[0]);
+                bool isLikeTheOthers = time.has_value();
+                if (time && period.size() > 1) {
+                    const auto end = m_zones.Parse(*line, period[1]);
+                    const auto length = end ? std::optional(m_zones.ToDevice(*end) - m_zones.ToDevice(*time))
+                                            : ParseDuration(Trimmed(period[1]));
+                    isLikeTheOthers = length && std::to_string(*length / 60) == minutes;
+                }
+                if (!isLikeTheOthers) {
+                    Refuse("a device cannot hold its further date (RDATE) " + Trimmed(value));
+                    return false;
+                }
+                dates.push_back(*time);
+            }
+        }
+        return true;
     }
 
     void ReadExceptions() {
@@ -467,6 +527,7 @@ Fields EventFields(const Component& event, Syntax syntax, const TimeZones& zones
         if (length < 0) losses.emplace_back("its end, which is before its start");
         length = std::max<std::int64_t>(length, 0);
     }
+    if (length % 60 != 0) losses.emplace_back("the seconds of its duration");
     fields["Duration"] = std::to_string(length / 60);
 
     // A whole day begins where the device is.
@@ -533,10 +594,18 @@ FileReading CalendarFormat::Read(std::string_view bytes, const std::string& file
 std::vector<std::string> SplitCalendar(std::string_view bytes) {
     ContentDocument document(bytes);
     std::vector<std::string> texts;
+    // Some programs hand out items without a calendar around them.
+    for (const Component* component : document.Root().Components()) {
+        if (!HoldsItem(*component) || !component->closed) continue;
+        texts.emplace_back("BEGIN:VCALENDAR\r\nVERSION:2.0\r\n");
+        RawText(*component, texts.back());
+        texts.back() += (texts.back().back() == '\n' ? "" : "\r\n") + std::string("END:VCALENDAR\r\n");
+    }
     for (const Component* calendar : document.Root().Components("VCALENDAR")) {
         std::string before, end;
         std::vector<std::string> groups;
         std::map<std::pair<std::string, std::string>, std::size_t> known;
+        std::set<std::size_t> whole;  // groups that have their item, and not only changed occurrences of it
         for (const auto& node : calendar->nodes) {
             if (node.line) {
                 (node.line->kind == ContentLine::Kind::End ? end : before) += node.line->raw;
@@ -550,10 +619,12 @@ std::vector<std::string> SplitCalendar(std::string_view bytes) {
             }
             std::string uid = UidOf(component);
             auto [found, isNew] = known.insert({{component.name, uid}, groups.size()});
-            if (isNew || uid.empty()) {
+            const bool isItself = !component.First("RECURRENCE-ID");
+            if (isNew || uid.empty() || (isItself && whole.count(found->second))) {
                 found->second = groups.size();
                 groups.emplace_back();
             }
+            if (isItself) whole.insert(found->second);
             RawText(component, groups[found->second]);
         }
         for (const auto& group : groups) texts.push_back(before + group + end);

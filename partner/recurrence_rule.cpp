@@ -7,6 +7,8 @@
 #include <bit>
 #include <chrono>
 #include <memory>
+#include <numeric>
+#include <set>
 
 #include "partner/record_fields.h"
 
@@ -17,6 +19,7 @@ constexpr std::int64_t kDay = 86400;
 constexpr std::int64_t kLastYear = 2999;
 constexpr int kAllDays = 127;
 constexpr int kLast = 5;
+constexpr int kMaxInterval = 999;
 constexpr const char* kDayNames[] = {"SU", "MO", "TU", "WE", "TH", "FR", "SA"};
 
 struct Date {
@@ -270,9 +273,11 @@ class Occurrences {
     std::unique_ptr<icalrecur_iterator, IteratorDeleter> m_iterator;
 };
 
-constexpr int kComparedWithoutEnd = 150;  // more than twelve years of months, than four leap days of years
+constexpr int kComparedWithoutEnd = 150;     // more than twelve years of months, than four leap days of years
+constexpr std::int64_t kComparedDays = 400;  // all that a year does to the clocks
 constexpr int kComparedWithEnd = 3000;
 constexpr std::size_t kMaxSurplus = 300;
+constexpr std::size_t kMaxListed = 1000;
 
 std::string Interval(const Pattern& pattern) {
     return pattern.interval > 1 ? ";INTERVAL=" + std::to_string(pattern.interval) : "";
@@ -341,6 +346,31 @@ std::optional<std::int64_t> Pattern::Next(std::int64_t day) const {
         if (std::int64_t found = DayOf(year, inYear, of); found >= day) return within(found);
     }
     return std::nullopt;
+}
+
+std::int64_t Pattern::ShortestGap() const {
+    if (type == 0 || type == 1) {
+        // Eight dates in a row go through every gap between the weekdays.
+        Pattern endless = *this;
+        endless.ends = false;
+        std::int64_t shortest = std::int64_t{7} * interval;
+        std::optional<std::int64_t> day = endless.Next(start);
+        for (int i = 0; day && i < 8; i++) {
+            const std::optional<std::int64_t> next = endless.Next(*day + 1);
+            if (next) shortest = std::min(shortest, *next - *day);
+            day = next;
+        }
+        return shortest;
+    }
+    if (type == 5) return 365;
+    if (type == 6) return 364;
+    std::int64_t shortest = std::int64_t{31} * interval;
+    for (int first = 0; first < 12; first++) {
+        std::int64_t days = 0;
+        for (int month = first; month < first + interval; month++) days += LengthOf(2001, month % 12 + 1);
+        shortest = std::min(shortest, days);
+    }
+    return type == 2 ? shortest : shortest / 7 * 7;
 }
 
 std::optional<Pattern> PatternOf(const sync::Fields& fields, std::int64_t startDay) {
@@ -413,6 +443,76 @@ std::string RuleText(const Pattern& pattern) {
     }
 }
 
+namespace {
+
+// The last moment of a rule with an UNTIL, on the device's clock.
+std::optional<std::int64_t> UntilOf(const icalrecurrencetype& rule, const CalendarTime& start, const TimeZones& zones) {
+    if (icaltime_is_null_time(rule.until)) return std::nullopt;
+    std::optional<CalendarTime> time = ParseCalendarTime(icaltime_as_ical_string(rule.until));
+    if (!time) return std::nullopt;
+    if (time->form.kind == TimeKind::Floating) time->form = start.form;
+    // A day means all of it, also where the series has times.
+    const bool isDay = time->form.kind == TimeKind::Date;
+    std::int64_t until = isDay ? time->wall + kDay - 1 : zones.ToDevice(*time);
+    return start.form.kind == TimeKind::Date ? DayOfWall(until) * kDay + kDay - 1 : until;
+}
+
+// The rule as the library has it; of the frequency "none" where it is broken. Some writers escape its semicolons.
+icalrecurrencetype ParsedRule(std::string rule) {
+    std::erase(rule, '\\');
+    return icalrecurrencetype_from_string(rule.c_str());
+}
+
+// The patterns that may have all these days, which are two or more.
+std::vector<Pattern> PatternsThrough(const std::vector<std::int64_t>& days) {
+    auto monthOf = [](std::int64_t day) { return 12 * DateOfDay(day).year + DateOfDay(day).month; };
+    std::int64_t step = 0, months = 0;
+    int mask = 0;
+    bool isOneDay = true, isOneNth = true;
+    const Date first = DateOfDay(days.front());
+    for (std::int64_t day : days) {
+        const Date date = DateOfDay(day);
+        step = std::gcd(step, day - days.front());
+        months = std::gcd(months, monthOf(day) - monthOf(days.front()));
+        mask |= 1 << WeekdayOf(day);
+        isOneDay = isOneDay && date.day == first.day;
+        isOneNth = isOneNth && (date.day - 1) / 7 == (first.day - 1) / 7;
+    }
+    Pattern pattern;
+    pattern.start = days.front();
+    pattern.ends = true;
+    pattern.lastDay = days.back();
+    std::vector<Pattern> patterns;
+    auto add = [&](int type, std::int64_t interval) {
+        if (interval < 1 || interval > kMaxInterval) return;
+        patterns.push_back(pattern);
+        patterns.back().type = type;
+        patterns.back().interval = static_cast<int>(interval);
+    };
+    if (isOneDay) {
+        pattern.dayOfMonth = first.day;
+        add(2, months);
+        pattern.dayOfMonth = 0;
+    }
+    pattern.mask = mask;
+    pattern.instance = (first.day - 1) / 7 + 1;
+    if (isOneNth && pattern.instance < kLast && std::popcount(static_cast<unsigned>(mask)) == 1) add(3, months);
+    pattern.instance = 0;
+    add(1, 1);
+    pattern.mask = 0;
+    add(0, step);
+    return patterns;
+}
+
+Pattern OnlyDay(std::int64_t day) {
+    Pattern pattern;
+    pattern.start = pattern.lastDay = day;
+    pattern.ends = true;
+    return pattern;
+}
+
+}  // namespace
+
 RuleReading ReadRule(std::string_view text, const CalendarTime& start, const TimeZones& zones) {
     RuleReading reading;
     const std::string rule(text);
@@ -426,7 +526,7 @@ RuleReading ReadRule(std::string_view text, const CalendarTime& start, const Tim
         std::string digits = upper.substr(at + 9, upper.find(';', at) - at - 9);
         if (digits.size() > 4) return refuse("it recurs too seldom");
     }
-    icalrecurrencetype parsed = icalrecurrencetype_from_string(rule.c_str());
+    icalrecurrencetype parsed = ParsedRule(rule);
     if (parsed.freq == ICAL_NO_RECURRENCE) return refuse("it is broken");
     if (parsed.freq == ICAL_SECONDLY_RECURRENCE || parsed.freq == ICAL_MINUTELY_RECURRENCE ||
         parsed.freq == ICAL_HOURLY_RECURRENCE)
@@ -435,7 +535,7 @@ RuleReading ReadRule(std::string_view text, const CalendarTime& start, const Tim
     if (!candidate) return refuse("it has no pattern for that");
     Pattern& pattern = reading.pattern;
     pattern = *candidate;
-    if (pattern.interval < 1 || pattern.interval > 999) return refuse("it recurs too seldom");
+    if (pattern.interval < 1 || pattern.interval > kMaxInterval) return refuse("it recurs too seldom");
 
     const std::int64_t deviceStart = zones.ToDevice(start);
     pattern.start = DayOfWall(deviceStart);
@@ -449,28 +549,23 @@ RuleReading ReadRule(std::string_view text, const CalendarTime& start, const Tim
         }
     }
 
-    std::optional<std::int64_t> until;  // on the device's clock
-    if (!icaltime_is_null_time(parsed.until)) {
-        std::optional<CalendarTime> time = ParseCalendarTime(icaltime_as_ical_string(parsed.until));
-        if (!time) return refuse("its end is no date");
-        if (time->form.kind == TimeKind::Floating) time->form = start.form;
-        const bool isDay = time->form.kind == TimeKind::Date;
-        // A day means all of it, also where the series has times.
-        until = isDay ? time->wall + kDay - 1 : zones.ToDevice(*time);
-        if (start.form.kind == TimeKind::Date) until = DayOfWall(*until) * kDay + kDay - 1;
+    const std::optional<std::int64_t> until = UntilOf(parsed, start, zones);
+    if (until) {
         pattern.ends = true;
         pattern.lastDay = DayOfWall(*until) - (*until - DayOfWall(*until) * kDay < clock ? 1 : 0);
     }
 
     // The occurrences of both, until they differ.
     const bool ends = until || parsed.count > 0;
+    const bool mayDrift = start.form.kind == TimeKind::Utc ||
+                          (start.form.kind == TimeKind::Zoned && start.form.zone != zones.DeviceForm().zone);
     const int limit = ends ? kComparedWithEnd : kComparedWithoutEnd;
     Occurrences occurrences(parsed, start);
     std::optional<std::int64_t> ours = pattern.Next(pattern.start);
     std::int64_t last = pattern.start;
     int count = 0;
     bool wasWhole = false;
-    for (; count < limit; count++) {
+    for (; count < limit || (!ends && mayDrift && last < pattern.start + kComparedDays); count++) {
         std::optional<std::int64_t> wall =
             parsed.count > 0 && count >= parsed.count ? std::nullopt : occurrences.Next();
         std::optional<std::int64_t> device = wall ? std::optional(zones.ToDevice({*wall, start.form})) : std::nullopt;
@@ -509,6 +604,106 @@ RuleReading ReadRule(std::string_view text, const CalendarTime& start, const Tim
             if (reading.surplus.size() > kMaxSurplus) return refuse("the closest pattern has too many other dates");
         }
     }
+    return reading;
+}
+
+RuleReading ReadRecurrenceSet(const RecurrenceSet& set, const CalendarTime& start, const TimeZones& zones) {
+    RuleReading reading;
+    auto refuse = [&](const std::string& why) {
+        reading.whyNot = why;
+        return reading;
+    };
+    // At the time of day that the others have, on the clock that the item keeps.
+    auto isOfItsTime = [&](std::int64_t moment) {
+        return (zones.FromDevice(moment, start.form).wall - start.wall) % kDay == 0;
+    };
+    const bool isOneRule = set.rules.size() == 1 && set.exceptionRules.empty();
+    if (isOneRule) {
+        reading = ReadRule(set.rules.front(), start, zones);
+        // Dates that the rule has say nothing.
+        const bool hasAll = std::all_of(set.dates.begin(), set.dates.end(), [&](const CalendarTime& date) {
+            const std::int64_t moment = zones.ToDevice(date), day = DayOfWall(moment);
+            return reading.pattern.Has(day) && isOfItsTime(moment) &&
+                   std::find(reading.surplus.begin(), reading.surplus.end(), day) == reading.surplus.end();
+        });
+        if (reading.whyNot.empty() && hasAll) return reading;
+    }
+    const std::string whyNotAsRule = reading.whyNot;
+    reading = {};
+    reading.isList = true;
+
+    // Every date on the device's clock.
+    const std::int64_t deviceStart = zones.ToDevice(start);
+    const std::int64_t clock = deviceStart - DayOfWall(deviceStart) * kDay;
+    std::string whyNot;
+    auto momentsOf = [&](const std::string& rule) {
+        std::set<std::int64_t> moments;
+        const icalrecurrencetype parsed = ParsedRule(rule);
+        const std::optional<std::int64_t> until = UntilOf(parsed, start, zones);
+        if (parsed.freq == ICAL_NO_RECURRENCE)
+            whyNot = "a device cannot hold its rule " + rule + ": it is broken";
+        else if (!until && parsed.count < 1)
+            whyNot = set.rules.size() > 1 ? "it has several rules without an end, a device holds one"
+                     : set.exceptionRules.empty()
+                         ? "it has no end and further dates (RDATE), which a device cannot hold"
+                         : "it has no end and a rule of exceptions (EXRULE), which a device "
+                           "cannot hold";
+        Occurrences occurrences(parsed, start);
+        while (whyNot.empty() && (parsed.count < 1 || static_cast<int>(moments.size()) < parsed.count)) {
+            const std::optional<std::int64_t> wall = occurrences.Next();
+            const std::int64_t moment = wall ? zones.ToDevice({*wall, start.form}) : 0;
+            if (!wall || (until && moment > *until)) break;
+            moments.insert(moment);
+            if (moments.size() > kMaxListed) whyNot = "it has too many dates for a device to hold them one by one";
+        }
+        return moments;
+    };
+    std::set<std::int64_t> moments;
+    for (const std::string& rule : set.rules) moments.merge(momentsOf(rule));
+    const bool startIsNone = !set.rules.empty() && !moments.count(deviceStart);
+    if (startIsNone && whyNot.empty())
+        whyNot = "its start is no date of its rule, and programs differ in what that means";
+    for (const CalendarTime& date : set.dates) moments.insert(zones.ToDevice(date));
+    moments.insert(deviceStart);
+    for (const std::string& rule : set.exceptionRules)
+        for (std::int64_t moment : momentsOf(rule)) moments.erase(moment);
+    if (!whyNot.empty()) return refuse(isOneRule && !whyNotAsRule.empty() ? whyNotAsRule : whyNot);
+    if (moments.empty()) return refuse("it has no occurrence");
+
+    std::vector<std::int64_t> days;
+    for (std::int64_t moment : moments) {
+        const std::int64_t day = DayOfWall(moment);
+        if (!days.empty() && days.back() == day) return refuse("it has two occurrences on " + DayText(day * kDay));
+        days.push_back(day);
+        if (!isOfItsTime(moment))
+            return refuse("its occurrence on " + DayText(day * kDay) + " is at another time than the others");
+        reading.drifts = reading.drifts || moment - day * kDay != clock;
+    }
+    if (days.front() != DayOfWall(deviceStart)) return refuse("its start is not its first date");
+
+    reading.whyNot = "a device has no pattern for its dates";
+    for (const Pattern& pattern :
+         days.size() > 1 ? PatternsThrough(days) : std::vector<Pattern>{OnlyDay(days.front())}) {
+        std::vector<std::int64_t> surplus;
+        auto next = days.begin();
+        bool hasAll = true;
+        for (auto day = pattern.Next(pattern.start); day && surplus.size() <= kMaxSurplus;
+             day = pattern.Next(*day + 1)) {
+            if (next != days.end() && *next < *day) hasAll = false;
+            if (next != days.end() && *next == *day)
+                ++next;
+            else
+                surplus.push_back(*day);
+        }
+        hasAll = hasAll && next == days.end();
+        if (!hasAll || surplus.size() > kMaxSurplus) continue;
+        if (!reading.whyNot.empty() || surplus.size() < reading.surplus.size()) {
+            reading.pattern = pattern;
+            reading.surplus = std::move(surplus);
+        }
+        reading.whyNot.clear();
+    }
+    if (!reading.whyNot.empty() && isOneRule && !whyNotAsRule.empty()) reading.whyNot = whyNotAsRule;
     return reading;
 }
 

@@ -28,6 +28,8 @@ struct Pattern {
     bool Has(std::int64_t day) const;
     // The first occurrence on this day or after it.
     std::optional<std::int64_t> Next(std::int64_t day) const;
+    // No two occurrences are closer than this many days. A device takes no occurrence that lasts longer.
+    std::int64_t ShortestGap() const;
 };
 
 // Of an item that recurs; the start is the day of its field of that name. Nothing where the fields are no pattern.
@@ -42,10 +44,19 @@ struct RuleReading {
     Pattern pattern;
     std::vector<std::int64_t> surplus;  // days of the pattern that the rule does not have
     bool drifts = false;                // the device's clock shows some of the occurrences at another time of day
+    bool isList = false;                // the pattern is no rule's: it was found for the dates that there are
 };
 
 // The value of an RRULE, with the DTSTART that it goes with. Of both sides the occurrences are compared.
 RuleReading ReadRule(std::string_view rule, const CalendarTime& start, const TimeZones& zones);
+
+// All that says when an item recurs. Without an end it has to be one rule, else any dates will do that a pattern with
+// deleted occurrences can name one by one.
+struct RecurrenceSet {
+    std::vector<std::string> rules, exceptionRules;
+    std::vector<CalendarTime> dates;  // further ones (RDATE)
+};
+RuleReading ReadRecurrenceSet(const RecurrenceSet& set, const CalendarTime& start, const TimeZones& zones);
 
 // The rule of a vCalendar 1.0 ("W1 MO WE #10", "MP1 1+ MO 20261231T000000") in the form of 2.0; "" for none.
 std::string RuleOfOldText(std::string_view rule);

@@ -178,6 +178,9 @@ TEST(NewCalendarFile, OfWhatIsNoItemIsRefused) {
               ProblemCode::NotRepresentable);
 }
 
+const std::string kListed =
+    "RDATE;TZID=Europe/Berlin:20260303T100000\r\nRDATE;TZID=Europe/Berlin:20260306T100000,20260316T100000\r\n";
+
 struct EditCase {
     const char* what;
     std::string before;  // lines of the event or task
@@ -272,6 +275,25 @@ const EditCase kEventEdits[] = {
      kTen + "RRULE:FREQ=WEEKLY;COUNT=5\r\n",
      {{"NoEndDate", "1"}, {"PatternEndDate", ""}},
      kTen + "RRULE:FREQ=WEEKLY\r\n"},
+    {"a text of listed dates", kTen + kListed, {{"Location", "Here"}}, kTen + kListed + "LOCATION:Here\r\n"},
+    {"one of listed dates deleted",
+     kTen + kListed,
+     {{"ExceptionDates", "2026-03-06 10:00:00\t2026-03-09 10:00:00\t2026-03-10 10:00:00\t2026-03-13 10:00:00"}},
+     kTen + "EXDATE;TZID=Europe/Berlin:20260306T100000\r\n" + kListed},
+    {"a rule for listed dates",
+     kTen + kListed,
+     {{"NoEndDate", "1"}, {"PatternEndDate", ""}},
+     kTen + "RRULE:FREQ=WEEKLY;BYDAY=MO,TU,FR\r\nEXDATE;TZID=Europe/Berlin:20260309T100000\r\n"
+            "EXDATE;TZID=Europe/Berlin:20260310T100000\r\nEXDATE;TZID=Europe/Berlin:20260313T100000\r\n"},
+    {"no listed dates any more",
+     kTen + kListed,
+     {{"IsRecurring", "0"},
+      {"RecurrenceType", ""},
+      {"Interval", ""},
+      {"NoEndDate", ""},
+      {"PatternEndDate", ""},
+      {"ExceptionDates", ""}},
+     kTen},
     {"another rule",
      kTen + "RRULE:FREQ=WEEKLY\r\n",
      {{"RecurrenceType", "2"}, {"DayOfMonth", "2"}, {"DayOfWeekMask", ""}},
@@ -439,16 +461,18 @@ Item RandomAppointment() {
     fields["Sensitivity"] = *rc::gen::element<std::string>("0", "1", "2", "3");
     fields["BusyStatus"] = *rc::gen::element<std::string>("0", "1", "2", "3");
     const bool isAllDay = *rc::gen::arbitrary<bool>();
+    const bool recurs = *rc::gen::arbitrary<bool>();  // maybe daily: neither it nor its reminder may be longer
     const std::int64_t day = *rc::gen::inRange(3653, 24000);
     std::int64_t start = day * 86400;
     fields["AllDayEvent"] = isAllDay ? "1" : "0";
-    fields["Duration"] = std::to_string(isAllDay ? 1440 * *rc::gen::inRange(1, 4) : *rc::gen::inRange(0, 300));
+    fields["Duration"] =
+        std::to_string(isAllDay ? 1440 * *rc::gen::inRange(1, recurs ? 2 : 4) : *rc::gen::inRange(0, 300));
     if (!isAllDay) start += *rc::gen::inRange(4 * 60, 20 * 60) * 60;  // no hour that a clock skips
     if (*rc::gen::arbitrary<bool>()) {
         fields["ReminderSet"] = "1";
-        fields["ReminderMinutesBeforeStart"] = std::to_string(*rc::gen::inRange(0, 3000));
+        fields["ReminderMinutesBeforeStart"] = std::to_string(*rc::gen::inRange(0, recurs ? 1440 : 3000));
     }
-    if (*rc::gen::arbitrary<bool>()) {
+    if (recurs) {
         fields["IsRecurring"] = "1";
         fields["RecurrenceType"] = "0";
         fields["Interval"] = std::to_string(*rc::gen::inRange(1, 5));

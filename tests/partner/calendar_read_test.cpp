@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "partner/calendar_format.h"
+#include "partner/calendar_item.h"
 #include "partner/item_files.h"
 #include "partner/packet_codec.h"
 #include "partner/record_fields.h"
@@ -161,6 +162,74 @@ TEST_P(TaskFile, IsReadAsFields) {
     EXPECT_EQ(reading.item.type, ItemType::Task);
     for (const auto& [name, value] : GetParam().fields) EXPECT_EQ(reading.item.fields[name], value) << name;
 }
+// Dates that no rule of a device has, as the pattern that has them and the dates of it that are deleted.
+struct ListedCase {
+    const char* what;
+    std::string lines;
+    Fields fields;
+    std::vector<std::string> deleted;
+};
+const ListedCase kListed[] = {
+    {"dates a week apart",
+     kTen + "RDATE;TZID=Europe/Berlin:20260309T100000,20260316T100000\r\n",
+     {{"RecurrenceType", "1"}, {"Interval", "1"}, {"DayOfWeekMask", "2"}, {"PatternEndDate", "2026-03-16 00:00:00"}},
+     {}},
+    {"dates of a month, on one day of it",
+     kTen + "RDATE;TZID=Europe/Berlin:20260502T100000,20261102T100000\r\n",
+     {{"RecurrenceType", "2"}, {"Interval", "2"}, {"DayOfMonth", "2"}},
+     {"2026-07-02 10:00:00", "2026-09-02 10:00:00"}},
+    {"first Mondays",
+     kTen + "RDATE;TZID=Europe/Berlin:20260601T100000\r\n",
+     {{"RecurrenceType", "3"}, {"Interval", "3"}, {"DayOfWeekMask", "2"}, {"Instance", "1"}},
+     {}},
+    {"dates without an order",
+     kTen + "RDATE:20260311T090000Z\r\nRDATE;TZID=Europe/Berlin:20260305T100000\r\nRDATE:\r\n",
+     {{"RecurrenceType", "0"}, {"Interval", "3"}, {"PatternEndDate", "2026-03-11 00:00:00"}},
+     {"2026-03-08 10:00:00"}},
+    {"a date beside a rule with an end",
+     kTen + "RRULE:FREQ=WEEKLY;COUNT=3\r\nRDATE;TZID=Europe/Berlin:20260310T100000\r\n",
+     {{"RecurrenceType", "1"}, {"DayOfWeekMask", "6"}},
+     {"2026-03-03 10:00:00"}},
+    {"a date that the rule has",
+     kTen + "RRULE:FREQ=WEEKLY\r\nRDATE;TZID=Europe/Berlin:20260309T100000\r\n",
+     {{"RecurrenceType", "1"}, {"NoEndDate", "1"}},
+     {}},
+    {"periods as long as the item",
+     kTen + "DURATION:PT1H\r\nRDATE;VALUE=PERIOD:20260309T090000Z/PT1H,20260316T090000Z/20260316T100000Z\r\n",
+     {{"RecurrenceType", "1"}, {"DayOfWeekMask", "2"}, {"PatternEndDate", "2026-03-16 00:00:00"}},
+     {}},
+    {"two rules with an end",
+     kTen + "RRULE:FREQ=DAILY;COUNT=3\r\nRRULE:FREQ=WEEKLY;UNTIL=20260310\r\n",
+     {{"RecurrenceType", "1"}, {"DayOfWeekMask", "14"}, {"PatternEndDate", "2026-03-09 00:00:00"}},
+     {}},
+    {"a rule of exceptions",
+     kTen + "RRULE:FREQ=DAILY;COUNT=10\r\nEXRULE:FREQ=DAILY;BYDAY=TH;COUNT=1\r\n",
+     {{"RecurrenceType", "1"}, {"DayOfWeekMask", "111"}, {"PatternEndDate", "2026-03-11 00:00:00"}},
+     {}},
+    {"several days of a month",
+     kTen + "RRULE:FREQ=MONTHLY;BYMONTHDAY=2,9;COUNT=3\r\n",
+     {{"RecurrenceType", "1"}, {"DayOfWeekMask", "18"}},
+     {"2026-03-05 10:00:00", "2026-03-12 10:00:00", "2026-03-16 10:00:00", "2026-03-19 10:00:00", "2026-03-23 10:00:00",
+      "2026-03-26 10:00:00", "2026-03-30 10:00:00"}},
+    {"one date",
+     kTen + "RDATE;TZID=Europe/Berlin:20260302T100000\r\n",
+     {{"RecurrenceType", "0"}, {"PatternEndDate", "2026-03-02 00:00:00"}},
+     {}},
+    {"a rule as some escape it",
+     kTen + "RRULE:FREQ=DAILY\\;COUNT=10\r\n",
+     {{"RecurrenceType", "0"}, {"PatternEndDate", "2026-03-11 00:00:00"}},
+     {}},
+};
+
+TEST(CalendarFile, ListedDatesAreAPatternWithDeletedOnes) {
+    for (const auto& row : kListed) {
+        FileReading reading = Read(File("VEVENT", row.lines));
+        ASSERT_FALSE(reading.problem) << row.what << ": " << reading.problem.text;
+        for (const auto& [name, value] : row.fields) EXPECT_EQ(reading.item.fields[name], value) << row.what << name;
+        EXPECT_EQ(TabbedDates(reading.item.fields["ExceptionDates"]), row.deleted) << row.what;
+    }
+}
+
 INSTANTIATE_TEST_SUITE_P(Rows, TaskFile, ::testing::ValuesIn(kTasks));
 
 struct RefusedCase {
@@ -175,11 +244,36 @@ const RefusedCase kRefused[] = {
     {"a journal", File("VJOURNAL", ""), ProblemCode::NotRepresentable, "no event and no task"},
     {"no start", File("VEVENT", "SUMMARY:x\r\n"), ProblemCode::NotRepresentable, "it has no start"},
     {"a broken start", File("VEVENT", "DTSTART:soon\r\n"), ProblemCode::NotRepresentable, "its start is no date"},
-    {"further dates", File("VEVENT", kTen + "RDATE:20260310T090000Z\r\n"), ProblemCode::NotRepresentable, "RDATE"},
+    {"further dates of a series without an end",
+     File("VEVENT", kTen + "RRULE:FREQ=WEEKLY\r\nRDATE:20260310T090000Z\r\n"), ProblemCode::NotRepresentable,
+     "it has no end and further dates (RDATE)"},
+    {"a further date at another time", File("VEVENT", kTen + "RDATE:20260310T100000Z\r\n"),
+     ProblemCode::NotRepresentable, "its occurrence on 2026-03-10 is at another time than the others"},
+    {"a further date on the same day", File("VEVENT", "DTSTART:20260302T090000Z\r\nRDATE:20260302T100000Z\r\n"),
+     ProblemCode::NotRepresentable, "it has two occurrences on 2026-03-02"},
+    {"a further date with an end of its own", File("VEVENT", kTen + "RDATE;VALUE=PERIOD:20260310T090000Z/PT3H\r\n"),
+     ProblemCode::NotRepresentable, "RDATE"},
+    {"a further date that is none", File("VEVENT", kTen + "RDATE:soon\r\n"), ProblemCode::NotRepresentable, "RDATE"},
+    {"dates too far apart to be listed", File("VEVENT", kTen + "RDATE:20300310T090000Z,20300311T090000Z\r\n"),
+     ProblemCode::NotRepresentable, "a device has no pattern for its dates"},
+    {"too many dates", File("VEVENT", kTen + "RRULE:FREQ=DAILY;COUNT=2000\r\nEXRULE:FREQ=WEEKLY;COUNT=2\r\n"),
+     ProblemCode::NotRepresentable, "it has too many dates for a device to hold them one by one"},
+    {"a start that is no date of its rules",
+     File("VEVENT", kTen + "RRULE:FREQ=WEEKLY;BYDAY=TU;COUNT=2\r\nRDATE:20260304T090000Z\r\n"),
+     ProblemCode::NotRepresentable, "its start is no date of it"},
+    {"more than a month", File("VEVENT", "DTSTART;VALUE=DATE:20260302\r\nDTEND;VALUE=DATE:20260403\r\n"),
+     ProblemCode::NotRepresentable, "it lasts 32 days, a device holds at most 31 days"},
+    {"occurrences that overlap",
+     File("VEVENT", "DTSTART:20260302T090000Z\r\nDURATION:P2D\r\nRRULE:FREQ=WEEKLY;BYDAY=MO,TU\r\n"),
+     ProblemCode::NotRepresentable, "its occurrences last 2 days and come every 1 day"},
+    {"a task with dates that a pattern has only with exceptions",
+     File("VTODO", "DTSTART;VALUE=DATE:20260302\r\nRDATE;VALUE=DATE:20260303,20260313\r\n"),
+     ProblemCode::NotRepresentable,
+     "a task has no deleted occurrences on a device, and the closest pattern also falls"},
     {"a rule of exceptions", File("VEVENT", kTen + "RRULE:FREQ=DAILY\r\nEXRULE:FREQ=WEEKLY\r\n"),
      ProblemCode::NotRepresentable, "EXRULE"},
     {"two rules", File("VEVENT", kTen + "RRULE:FREQ=DAILY\r\nRRULE:FREQ=WEEKLY\r\n"), ProblemCode::NotRepresentable,
-     "several rules"},
+     "it has several rules without an end"},
     {"a rule without a date", File("VTODO", "RRULE:FREQ=DAILY\r\n"), ProblemCode::NotRepresentable,
      "no date to start from"},
     {"all that follows changed",
@@ -237,6 +331,14 @@ const LossCase kLosses[] = {
      "the changed occurrence of 2026-03-09 is shown as deleted on the device"},
     {"a series that drifts", File("VEVENT", "DTSTART:20260302T090000Z\r\nRRULE:FREQ=WEEKLY\r\n"),
      "it keeps the time of UTC; on the device it stays at the time of its first date all year"},
+    {"a daily series that drifts only after half a year",
+     File("VEVENT", "DTSTART:20260406T090000Z\r\nRRULE:FREQ=DAILY\r\n"),
+     "it keeps the time of UTC; on the device it stays at the time of its first date all year"},
+    {"seconds", File("VEVENT", "DTSTART:20260302T090000Z\r\nDTEND:20260302T095959Z\r\n"),
+     "the seconds of its duration"},
+    {"an alarm before the last occurrence",
+     File("VEVENT", kTen + "RRULE:FREQ=DAILY\r\nBEGIN:VALARM\r\nACTION:DISPLAY\r\nTRIGGER:-P2D\r\nEND:VALARM\r\n"),
+     "its alarm, which comes before the last occurrence: a device has no reminder for it"},
     {"an end before the start", File("VEVENT", kTen + "DTEND:20260302T080000Z\r\n"),
      "its end, which is before its start"},
     {"a comma in a name", File("VEVENT", kTen + "CATEGORIES:a\\,b\r\n"),
@@ -352,6 +454,24 @@ TEST(ItemFiles, OfACalendarGiveEachUidOnce) {
     EXPECT_EQ(items[2].item.fields["Subject"], "C");
     EXPECT_EQ(items[3].problem.text, "it has no start");
     EXPECT_EQ(ReadItems("x", "a.ics", "UTC").at(0).problem.text, "it is no calendar file");
+}
+
+TEST(CalendarFile, ItemsWithoutACalendarAndWithOneUidAreImportedOneByOne) {
+    const std::string event = "BEGIN:VEVENT\r\nUID:a\r\nSUMMARY:S\r\n" + kTen + "END:VEVENT";
+    const std::string task = "BEGIN:VTODO\r\nUID:b\r\nSUMMARY:T\r\nEND:VTODO\r\n";
+    std::vector<FileItem> items = ReadItems(task + event, "a.ics", "Europe/Berlin");
+    ASSERT_EQ(items.size(), 2U);
+    EXPECT_EQ(items[0].item.fields["Subject"], "T");
+    EXPECT_EQ(items[1].item.fields["Subject"], "S");
+
+    const std::string changed = "BEGIN:VEVENT\r\nUID:a\r\nRECURRENCE-ID:20260302T090000Z\r\n" + kTen + "END:VEVENT\r\n";
+    items = ReadItems("BEGIN:VCALENDAR\r\n" + changed + event + "\r\n" + event + "\r\nEND:VCALENDAR\r\n", "a.ics",
+                      "Europe/Berlin");
+    ASSERT_EQ(items.size(), 2U);
+    for (auto& item : items) {
+        EXPECT_FALSE(item.problem) << item.problem.text;
+        EXPECT_EQ(item.item.fields["Subject"], "S");
+    }
 }
 
 // Every real file: each item is one that a device holds as it is read, or is refused with a sentence.
