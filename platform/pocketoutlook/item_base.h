@@ -9,7 +9,7 @@
 
 #include <pimstore.h>
 
-#include <deque>
+#include <list>
 #include <memory>
 #include <optional>
 
@@ -168,7 +168,7 @@ class ItemBase : public IItem {
     PropertyBag m_values;
     std::optional<PropertyBag> m_fresh;  // of a later state of the record than m_stored
     std::uint64_t m_freshAt = 0;         // the change counter that m_fresh (or m_stored without it) is good for
-    std::deque<StreamState> m_streams;   // a deque: streams keep references into it
+    std::list<StreamState> m_streams;    // a list: streams keep references into it, and most items have none
 };
 
 }  // namespace kez::pocketoutlook

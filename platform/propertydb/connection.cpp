@@ -8,6 +8,7 @@
 
 #include "platform/control/control.h"
 #include "platform/propertydb/log_file.h"
+#include "platform/propertydb/records.h"
 #include "platform/propertydb/schema.h"
 
 namespace kez::propertydb {
@@ -78,8 +79,11 @@ void Connection::Open() {
         throw VolumeError(ERROR_ACCESS_DENIED, "volume \"" + m_share->file.string() + "\" can only be read");
     }
     sqlite3_busy_handler(m_database, &Connection::Wait, this);
+    sqlite3_create_function_v2(m_database, "next_change", 0, SQLITE_UTF8 | SQLITE_INNOCUOUS, this, NextChange, nullptr,
+                               nullptr, nullptr);
     sqlite3_create_function_v2(m_database, "device_time", 0, SQLITE_UTF8 | SQLITE_INNOCUOUS, nullptr, DeviceTime,
                                nullptr, nullptr, nullptr);
+    AddRecordFunctions(m_database);
     sqlite3_rollback_hook(
         m_database, [](void* self) { DropGathered(static_cast<Connection*>(self)->Log()); }, this);
     CheckFormat();
@@ -104,13 +108,12 @@ void Connection::Open() {
 }
 
 void Connection::CheckFormat() {
-    const auto read = [this](const char* pragma) {
-        Statement statement;
-        statement.Prepare(m_database, pragma);
-        Query query(statement);
-        return query.Step() ? query.Number(0) : 0;
-    };
-    if (read("PRAGMA application_id") != kApplicationId || read("PRAGMA user_version") != kFormat) {
+    std::int64_t format = VolumeFormat(m_database);
+    if (format == kFormatOfOldJournal) {
+        UpgradeVolume(m_database);
+        format = VolumeFormat(m_database);
+    }
+    if (format != kFormat) {
         throw VolumeError(ERROR_BAD_FORMAT, "\"" + m_share->file.string() + "\" is no volume of this format");
     }
 }
@@ -156,7 +159,7 @@ void Connection::Begin() {
     if (m_depth > 0) {
         CheckTransaction();
         Query(Fixed("SAVEPOINT inner")).Run();
-        m_saved.push_back({m_counters, m_lastOid, m_told.size()});
+        m_saved.push_back({m_counters, m_lastOid, m_lastChange, m_told.size()});
         ++m_depth;
         return;
     }
@@ -172,9 +175,10 @@ void Connection::Begin() {
 }
 
 void Connection::ReadVolumeState() {
-    Query state(Fixed("SELECT changes, last_number FROM state WHERE database = 0"));
+    Query state(Fixed("SELECT changes, last_number, last_change FROM state WHERE database = 0"));
     if (!state.Step()) throw VolumeError(ERROR_INTERNAL_DB_CORRUPTION, "the volume has lost its own state");
     m_lastOid = static_cast<CEOID>(state.Number(1));
+    m_lastChange = state.Number(2);
     if (state.Number(0) == m_definitionNumber) m_definitionStamp = CurrentStamp();
 }
 
@@ -207,6 +211,7 @@ void Connection::Rollback() noexcept {
         }
         m_counters = std::move(m_saved.back().counters);
         m_lastOid = m_saved.back().lastOid;
+        m_lastChange = m_saved.back().lastChange;
         m_told.resize(m_saved.back().told);
         m_saved.pop_back();
         --m_depth;
@@ -228,14 +233,19 @@ void Connection::WriteCounters() {
             .Bind(5, now)
             .Run();
     }
-    if (m_oidsGiven) Query(Fixed("UPDATE state SET last_number = ?1 WHERE database = 0")).Bind(1, m_lastOid).Run();
+    if (m_numbersGiven) {
+        Query(Fixed("UPDATE state SET last_number = ?1, last_change = ?2 WHERE database = 0"))
+            .Bind(1, m_lastOid)
+            .Bind(2, m_lastChange)
+            .Run();
+    }
     m_share->wrote = true;
 }
 
 void Connection::ForgetTransaction() {
     m_depth = 0;
     m_definitionsDirty = false;
-    m_oidsGiven = false;
+    m_numbersGiven = false;
     m_counters.clear();
     m_saved.clear();
     m_told.clear();
@@ -245,8 +255,21 @@ void Connection::ForgetTransaction() {
 
 CEOID Connection::NewOid() {
     if (m_lastOid >= 0xFFFFFFFE) throw VolumeError(ERROR_DISK_FULL, "the volume has no identifiers left");
-    m_oidsGiven = true;
+    m_numbersGiven = true;
     return ++m_lastOid;
+}
+
+// The number of a journal entry; the triggers ask for it.
+void Connection::NextChange(sqlite3_context* context, int, sqlite3_value**) {
+    auto* self = static_cast<Connection*>(sqlite3_user_data(context));
+    self->m_numbersGiven = true;
+    sqlite3_result_int64(context, ++self->m_lastChange);
+}
+
+std::int64_t Connection::LastChange() {
+    if (m_depth > 0) return m_lastChange;
+    Query query(Fixed("SELECT last_change FROM state WHERE database = 0"));
+    return query.Step() ? query.Number(0) : 0;
 }
 
 void Connection::Count(CEOID database, int records, std::int64_t bytes) {
@@ -261,9 +284,8 @@ void Connection::Tell(UINT kind, CEOID oid, CEOID parent) {
     if (m_share->notifications.Wanted()) m_told.push_back({kind, oid, parent});
 }
 
-DatabaseState Connection::State(CEOID database) {
+DatabaseState Connection::State(CEOID database, const Stamp& stamp) {
     // Callers ask before every look at a list: while the stamp stands, what was read with it is good.
-    const Stamp stamp = CurrentStamp();
     const bool alone = m_depth == 0;
     if (const auto known = m_states.find(database); alone && known != m_states.end() && known->second.first == stamp) {
         return known->second.second;
@@ -401,6 +423,7 @@ DatabaseStatements& Connection::Statements(const std::shared_ptr<const Database>
     }
     fresh.insert.Prepare(m_database, "INSERT INTO " + table + " (" + columns + ") VALUES (" + parameters + ")");
     fresh.update.Prepare(m_database, "UPDATE " + table + " SET props = ?2 WHERE oid = ?1");
+    fresh.merge.Prepare(m_database, "UPDATE " + table + " SET props = merged(props) WHERE oid = ?1");
     fresh.updateKeys.Prepare(m_database, "UPDATE " + table + " SET " + assignments + " WHERE oid = ?1");
     fresh.remove.Prepare(m_database, "DELETE FROM " + table + " WHERE oid = ?1");
     fresh.read.Prepare(m_database, "SELECT props FROM " + table + " WHERE oid = ?1");

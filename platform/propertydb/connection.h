@@ -43,11 +43,10 @@ struct DatabaseStatements {
     std::shared_ptr<const Database> definition;  // they hold for this one
     Statement insert;
     Statement update;      // properties alone
+    Statement merge;       // the same, from the old ones: see UpdateRecord
     Statement updateKeys;  // properties and all keys
     Statement remove;
     Statement read;
-    Statement readKeys;
-    Statement touchState;
     struct Seek {
         Statement forward;
         Statement backward;
@@ -91,9 +90,12 @@ class Connection {
 
     // --- Counters, inside a write ---
     CEOID NewOid();
+    std::int64_t LastChange();  // the highest number that a journal entry ever had, trimmed or not
     void Count(CEOID database, int records, std::int64_t bytes);  // notes a change of the database
     void Tell(UINT kind, CEOID oid, CEOID parent);
-    DatabaseState State(CEOID database);
+    DatabaseState State(CEOID database) { return State(database, CurrentStamp()); }
+    // The same in a transaction that began when the stamp was `stamp`.
+    DatabaseState State(CEOID database, const Stamp& stamp);
 
     // A statement with a fixed text, prepared once; `sql` has to live as long as the connection.
     Statement& Fixed(const char* sql);
@@ -113,9 +115,11 @@ class Connection {
     struct Saved {
         std::map<CEOID, Counters> counters;
         CEOID lastOid;
+        std::int64_t lastChange;
         std::size_t told;
     };
 
+    static void NextChange(sqlite3_context* context, int, sqlite3_value**);
     static int Wait(void* connection, int count);
     void Open();
     sqlite3_file* Log();  // the file of the write-ahead log; null where it is not open
@@ -138,8 +142,9 @@ class Connection {
     int m_depth = 0;
     bool m_definitionsDirty = false;
     std::map<CEOID, Counters> m_counters;
-    CEOID m_lastOid = 0;  // good while a transaction runs
-    bool m_oidsGiven = false;
+    CEOID m_lastOid = 0;            // good while a transaction runs
+    std::int64_t m_lastChange = 0;  // so is this: the number of the last journal entry
+    bool m_numbersGiven = false;
     std::vector<Saved> m_saved;  // one for each savepoint
     std::vector<Change> m_told;
 

@@ -37,7 +37,17 @@ void ReadAhead::Expect(Connection& connection, const std::shared_ptr<const Datab
     }
 }
 
+void ReadAhead::Keep(CEOID database, CEOID record, const Stamp& stamp, std::string_view bytes) {
+    m_kept.database = database;
+    m_kept.stamp = stamp;
+    m_kept.row.oid = record;
+    m_kept.row.bytes = bytes;
+}
+
 const std::string* ReadAhead::Take(const Connection& connection, CEOID database, CEOID record) {
+    if (m_kept.row.oid == record && m_kept.database == database && connection.CurrentStamp() == m_kept.stamp) {
+        return &m_kept.row.bytes;
+    }
     const auto found = m_databases.find(database);
     if (found == m_databases.end()) return nullptr;
     Rows& ahead = found->second;

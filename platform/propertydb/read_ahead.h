@@ -10,6 +10,7 @@
 #include <memory>
 #include <span>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <vector>
 
@@ -26,6 +27,9 @@ class ReadAhead {
     // call, as long as what was read ahead is used up and nothing changes meanwhile.
     void Expect(Connection& connection, const std::shared_ptr<const Database>& database,
                 std::span<const CEOID> records);
+    // Keeps the bytes of one more record, which were read when the connection's stamp was `stamp`: the caller is about
+    // to read it.
+    void Keep(CEOID database, CEOID record, const Stamp& stamp, std::string_view bytes);
     // The bytes of a record that is at hand, or null; valid until the next call.
     const std::string* Take(const Connection& connection, CEOID database, CEOID record);
 
@@ -42,6 +46,12 @@ class ReadAhead {
         std::size_t wanted = 0;
     };
     std::unordered_map<CEOID, Rows> m_databases;
+    struct Kept {
+        CEOID database = 0;
+        Stamp stamp;
+        Row row;
+    };
+    Kept m_kept;
 };
 
 }  // namespace kez::propertydb

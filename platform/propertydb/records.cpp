@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <exception>
 
 #include "platform/propertydb/schema.h"
 #include "platform/propertydb/sort_key.h"
@@ -95,6 +96,74 @@ void BindKeys(Query& query, const Database& database, const PropertyViews& prope
     }
 }
 
+// An update under way: the function `merged` in its statement makes the new bytes of the record from the old ones, so
+// that the record is found once and not read before.
+struct Merging {
+    const Database& database;
+    CEOID record;
+    const PropertyViews& changes;
+    WantedKey* wanted;
+    std::size_t sizeBefore = 0;
+    std::exception_ptr failure;
+};
+thread_local Merging* t_merging = nullptr;
+
+void MakeMerged(const Merging& merging, std::string_view old) {
+    Scratch& scratch = TheScratch();
+    Decode(old, scratch.old);
+    Merge(scratch.old, merging.changes, scratch.merged);
+    CheckPresence(merging.database, scratch.merged);
+    Encode(scratch.merged, scratch.bytes);
+    WantedKey* wanted = merging.wanted;
+    if (!wanted || wanted->order < 0) return;
+    MakeSortKey(merging.database.orders[static_cast<std::size_t>(wanted->order)].sort, scratch.merged, merging.record,
+                wanted->key);
+}
+
+void Merged(sqlite3_context* context, int, sqlite3_value** arguments) {
+    Merging* merging = t_merging;
+    if (!merging) return sqlite3_result_error(context, "no record is being updated", -1);
+    try {
+        const auto* old = static_cast<const char*>(sqlite3_value_blob(arguments[0]));
+        merging->sizeBefore = static_cast<std::size_t>(sqlite3_value_bytes(arguments[0]));
+        MakeMerged(*merging, {old, merging->sizeBefore});
+        const std::string& bytes = TheScratch().bytes;
+        sqlite3_result_blob64(context, bytes.data(), bytes.size(), SQLITE_STATIC);
+    } catch (...) {
+        merging->failure = std::current_exception();
+        sqlite3_result_error(context, "the record cannot be changed so", -1);
+    }
+}
+
+// Whether the changes are of columns that are there, and of none that is part of a key.
+bool AreBesideKeys(const Database& database, const PropertyViews& changes) {
+    return std::ranges::none_of(changes, [&database](const PropertyView& change) {
+        return IsAutomatic(change.id) || database.InSortOrder(change.id) ||
+               (database.schema != Schema::Open && !database.FindColumn(change.id));
+    });
+}
+
+// Updates a record in one statement; false where there is no such record.
+bool UpdateInPlace(Connection& connection, const std::shared_ptr<const Database>& database, CEOID record,
+                   const PropertyViews& changes, WantedKey* wanted) {
+    Merging merging{*database, record, changes, wanted, 0, nullptr};
+    t_merging = &merging;
+    try {
+        Query(connection.Statements(database).merge).Bind(1, record).Run();
+    } catch (const VolumeError&) {
+        t_merging = nullptr;
+        if (merging.failure) std::rethrow_exception(merging.failure);
+        throw;
+    }
+    t_merging = nullptr;
+    if (sqlite3_changes(connection.Handle()) == 0) return false;
+    connection.Count(
+        database->oid, 0,
+        static_cast<std::int64_t>(TheScratch().bytes.size()) - static_cast<std::int64_t>(merging.sizeBefore));
+    connection.Tell(DB_CEOID_CHANGED, record, database->oid);
+    return true;
+}
+
 bool TouchesKeys(const Database& database, const PropertyViews& old, const PropertyViews& changes) {
     return std::ranges::any_of(changes, [&](const PropertyView& change) {
         if (!database.InSortOrder(change.id)) return false;
@@ -104,6 +173,11 @@ bool TouchesKeys(const Database& database, const PropertyViews& old, const Prope
 }
 
 }  // namespace
+
+void AddRecordFunctions(sqlite3* database) {
+    sqlite3_create_function_v2(database, "merged", 1, SQLITE_UTF8 | SQLITE_DIRECTONLY, nullptr, Merged, nullptr,
+                               nullptr, nullptr);
+}
 
 CEOID InsertRecord(Connection& connection, CEOID oid, PropertyViews& properties, bool newColumns, WantedKey* wanted) {
     const auto database = Admit(connection, oid, properties, newColumns);
@@ -125,7 +199,9 @@ bool UpdateRecord(Connection& connection, CEOID oid, CEOID record, const Propert
                   WantedKey* wanted, const std::string* known) {
     Scratch& scratch = TheScratch();
     if (!known) {
-        if (!ReadRecord(connection, connection.NeedDatabase(oid), record, scratch.oldBytes)) return false;
+        const auto database = connection.NeedDatabase(oid);
+        if (AreBesideKeys(*database, changes)) return UpdateInPlace(connection, database, record, changes, wanted);
+        if (!ReadRecord(connection, database, record, scratch.oldBytes)) return false;
         known = &scratch.oldBytes;
     }
     const auto database = Admit(connection, oid, changes, newColumns);

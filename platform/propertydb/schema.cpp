@@ -28,7 +28,8 @@ CREATE TABLE state (
     bytes       INTEGER NOT NULL DEFAULT 0,
     changes     INTEGER NOT NULL DEFAULT 0,
     modified    INTEGER NOT NULL DEFAULT 0,
-    last_number INTEGER NOT NULL DEFAULT 0
+    last_number INTEGER NOT NULL DEFAULT 0,
+    last_change INTEGER NOT NULL DEFAULT 0
 );
 CREATE TABLE database (
     oid     INTEGER PRIMARY KEY,
@@ -57,14 +58,21 @@ CREATE TABLE setting (
     name  TEXT PRIMARY KEY,
     value INTEGER NOT NULL
 ) WITHOUT ROWID;
+)";
+
+// The numbers come from the volume's state, in which they outlive the entries: SQLite's own AUTOINCREMENT would write
+// one more page with each change.
+constexpr const char* kJournalTable = R"(
 CREATE TABLE journal (
-    sequence INTEGER PRIMARY KEY AUTOINCREMENT,
+    sequence INTEGER PRIMARY KEY,
     database INTEGER NOT NULL,
     record   INTEGER NOT NULL,
     action   INTEGER NOT NULL,
     time     INTEGER NOT NULL
 );
 )";
+
+constexpr const char* kJournalTriggers[] = {"added", "changed", "deleted", "attached", "reattached", "detached"};
 
 struct Closer {
     void operator()(sqlite3* database) const { sqlite3_close(database); }
@@ -93,10 +101,45 @@ void FillNewVolume(const std::filesystem::path& file) {
     const std::unique_ptr<sqlite3, Closer> database(opened);
     if (result != SQLITE_OK) ThrowSqlite(opened, result, "cannot make it");
     Execute(opened, kVolumeTables);
+    Execute(opened, kJournalTable);
     Execute(opened, "INSERT INTO state (database, last_number) VALUES (0, " + std::to_string(kFirstOid) + ");" +
                         "INSERT INTO setting VALUES ('identity', " + std::to_string(RandomNumber()) + ");" +
                         "PRAGMA application_id = " + std::to_string(kApplicationId) + ";" +
                         "PRAGMA user_version = " + std::to_string(kFormat) + "; COMMIT;");
+}
+
+std::int64_t PragmaValue(sqlite3* database, const char* pragma) {
+    Statement statement;
+    statement.Prepare(database, "PRAGMA " + std::string(pragma));
+    Query query(statement);
+    return query.Step() ? query.Number(0) : 0;
+}
+
+// From the journal of format 1, whose table counts by itself, to the one that takes its numbers from the state.
+void MakeNewJournal(sqlite3* database) {
+    std::vector<CEOID> journalled;
+    {
+        Statement statement;
+        statement.Prepare(database, "SELECT oid FROM database WHERE journal = 1");
+        Query query(statement);
+        while (query.Step()) journalled.push_back(static_cast<CEOID>(query.Number(0)));
+    }
+    for (const CEOID oid : journalled) {
+        for (const char* name : kJournalTriggers) {
+            Execute(database, "DROP TRIGGER journal_" + std::string(name) + "_" + std::to_string(oid));
+        }
+    }
+    Execute(database,
+            "ALTER TABLE state ADD COLUMN last_change INTEGER NOT NULL DEFAULT 0;"
+            "UPDATE state SET last_change = coalesce((SELECT seq FROM sqlite_sequence WHERE name = 'journal'), 0) "
+            "WHERE database = 0;"
+            "ALTER TABLE journal RENAME TO old_journal;");
+    Execute(database, kJournalTable);
+    Execute(database,
+            "INSERT INTO journal SELECT sequence, database, record, action, time FROM old_journal;"
+            "DROP TABLE old_journal;");
+    for (const CEOID oid : journalled) CreateJournalTriggers(database, oid);
+    Execute(database, "PRAGMA user_version = " + std::to_string(kFormat));
 }
 
 void SyncFolder(const std::filesystem::path& folder) {
@@ -175,6 +218,10 @@ std::string PropertyView(CEOID oid) {
 
 }  // namespace
 
+std::int64_t VolumeFormat(sqlite3* database) {
+    return PragmaValue(database, "application_id") == kApplicationId ? PragmaValue(database, "user_version") : 0;
+}
+
 void Execute(sqlite3* database, const std::string& sql) {
     const int result = sqlite3_exec(database, sql.c_str(), nullptr, nullptr, nullptr);
     if (result != SQLITE_OK) ThrowSqlite(database, sqlite3_extended_errcode(database), "cannot change its tables");
@@ -195,6 +242,17 @@ void CreateVolumeFile(const std::filesystem::path& file) {
         throw VolumeError(error, "cannot make the volume \"" + file.string() + "\"");
     }
     SyncFolder(file.parent_path());
+}
+
+void UpgradeVolume(sqlite3* database) {
+    Execute(database, "BEGIN IMMEDIATE");
+    try {
+        if (VolumeFormat(database) == kFormatOfOldJournal) MakeNewJournal(database);
+        Execute(database, "COMMIT");
+    } catch (...) {
+        if (!sqlite3_get_autocommit(database)) sqlite3_exec(database, "ROLLBACK", nullptr, nullptr, nullptr);
+        throw;
+    }
 }
 
 void CreateRecordTable(sqlite3* database, CEOID oid) {
@@ -233,7 +291,7 @@ void DropKeyColumn(sqlite3* database, CEOID oid, int slot) {
 void CreateJournalTriggers(sqlite3* database, CEOID oid) {
     const std::string number = std::to_string(oid);
     const auto note = [&number](const std::string& record, int action) {
-        return " BEGIN INSERT INTO journal (database, record, action, time) VALUES (" + number + ", " + record + ", " +
+        return " BEGIN INSERT INTO journal VALUES (next_change(), " + number + ", " + record + ", " +
                std::to_string(action) + ", device_time()); END;";
     };
     const auto trigger = [&number](const std::string& name, const std::string& when) {

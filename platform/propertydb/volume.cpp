@@ -143,9 +143,20 @@ DatabaseState Volume::State(CEOID database) {
 // --- Records ------------------------------------------------------------------------------------------------
 
 CEOID Volume::DatabaseOf(CEOID record) {
-    ReadScope scope(*m_private->connection);
-    const auto owner = OwnerOf(*m_private->connection, record);
-    return owner ? owner->oid : 0;
+    Connection& connection = *m_private->connection;
+    ReadScope scope(connection);
+    const Stamp stamp = connection.CurrentStamp();
+    for (const auto& [oid, database] : connection.AllDatabases()) {
+        Query query(connection.Statements(database).read);
+        query.Bind(1, record);
+        if (!query.Step()) continue;
+        // The caller reads the record next, mostly, and asks for the state; while this statement holds SQLite's locks
+        // both come cheap.
+        connection.Ahead().Keep(oid, record, stamp, query.Blob(0));
+        (void)connection.State(oid, stamp);
+        return oid;
+    }
+    return 0;
 }
 
 std::optional<PropertySet> Volume::Read(CEOID database, CEOID record) {

@@ -38,8 +38,7 @@ std::vector<JournalEntry> Volume::ReadJournal(std::int64_t after, std::size_t li
 std::int64_t Volume::LastJournalSequence() {
     Connection& connection = *m_private->connection;
     ReadScope scope(connection);
-    Query query(connection.Fixed("SELECT seq FROM sqlite_sequence WHERE name = 'journal'"));
-    return query.Step() ? query.Number(0) : 0;
+    return connection.LastChange();
 }
 
 void Volume::TrimJournal(std::int64_t upTo) {

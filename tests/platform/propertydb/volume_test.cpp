@@ -5,6 +5,8 @@
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 
+#include <filesystem>
+
 #include "property_world.h"
 #include "tests/support/live_counts_check.h"
 #include "tests/support/test_device.h"
@@ -65,6 +67,126 @@ TEST_F(VolumeTest, TheJournalNotesWhatHappensToRecordsAndWhatIsAttachedToThem) {
     EXPECT_FALSE(m_volume->ReadAttachment(database, a, 1, 5));
     m_volume->TrimJournal(2);
     EXPECT_EQ(m_volume->ReadJournal(0, 100).size(), 1u);
+}
+
+TEST_F(VolumeTest, NumbersOfTheJournalAreNeverGivenTwice) {
+    const CEOID database = m_volume->CreateDatabase({u"people", 24, {{{{kText}}}}, {}});
+    EXPECT_EQ(m_volume->LastJournalSequence(), 0);
+    m_volume->EnableJournal(database);
+    m_volume->Insert(database, {{kText, u"Ann"}});
+    m_volume->Insert(database, {{kText, u"Bob"}});
+    EXPECT_EQ(m_volume->LastJournalSequence(), 2);
+    m_volume->TrimJournal(2);
+    EXPECT_EQ(m_volume->LastJournalSequence(), 2);
+    {
+        Transaction outer(m_volume);
+        const CEOID carla = m_volume->Insert(database, {{kText, u"Carla"}});
+        EXPECT_EQ(m_volume->LastJournalSequence(), 3);
+        {
+            Transaction inner(m_volume);
+            m_volume->Delete(database, carla);
+            EXPECT_EQ(m_volume->LastJournalSequence(), 4);
+        }
+        EXPECT_EQ(m_volume->LastJournalSequence(), 3);
+        outer.Commit();
+    }
+    m_volume.reset();
+    m_volume = Volume::Open(TEXT("\\test.vol"));
+    EXPECT_EQ(m_volume->LastJournalSequence(), 3);
+    const auto entries = m_volume->ReadJournal(0, 100);
+    ASSERT_EQ(entries.size(), 1u);
+    EXPECT_EQ(entries[0].sequence, 3);
+}
+
+// Makes a volume what it was in format 1: a journal that counts by itself, triggers that leave the number to it.
+void MakeFormat1(const std::filesystem::path& file, CEOID database) {
+    sqlite3* opened = nullptr;
+    ASSERT_EQ(sqlite3_open(file.c_str(), &opened), SQLITE_OK);
+    const std::string number = std::to_string(database);
+    std::string sql = "BEGIN;";
+    for (const char* name : {"added", "changed", "deleted", "attached", "reattached", "detached"}) {
+        sql += "DROP TRIGGER journal_" + std::string(name) + "_" + number + ";";
+    }
+    sql +=
+        "ALTER TABLE journal RENAME TO newer;"
+        "CREATE TABLE journal (sequence INTEGER PRIMARY KEY AUTOINCREMENT, database INTEGER NOT NULL,"
+        " record INTEGER NOT NULL, action INTEGER NOT NULL, time INTEGER NOT NULL);"
+        "INSERT INTO journal SELECT * FROM newer; DROP TABLE newer;"
+        "UPDATE sqlite_sequence SET seq = 7 WHERE name = 'journal';"
+        "ALTER TABLE state DROP COLUMN last_change;";
+    const auto trigger = [&](const std::string& name, const std::string& when, const std::string& record, int action) {
+        sql += "CREATE TRIGGER journal_" + name + "_" + number + " AFTER " + when +
+               " BEGIN INSERT INTO journal (database, record, action, time) VALUES (" + number + ", " + record + ", " +
+               std::to_string(action) + ", device_time()); END;";
+    };
+    trigger("added", "INSERT ON records_" + number, "NEW.oid", 1);
+    trigger("changed", "UPDATE ON records_" + number, "NEW.oid", 2);
+    trigger("deleted", "DELETE ON records_" + number, "OLD.oid", 3);
+    trigger("attached", "INSERT ON attachments_" + number, "NEW.record", 2);
+    trigger("reattached", "UPDATE ON attachments_" + number, "NEW.record", 2);
+    trigger("detached", "DELETE ON attachments_" + number, "OLD.record", 2);
+    sql += "PRAGMA user_version = 1; COMMIT;";
+    char* message = nullptr;
+    EXPECT_EQ(sqlite3_exec(opened, sql.c_str(), nullptr, nullptr, &message), SQLITE_OK) << message;
+    sqlite3_free(message);
+    sqlite3_close(opened);
+}
+
+TEST_F(VolumeTest, AVolumeOfTheFirstFormatIsBroughtUpToDateWithItsRecordsAndJournalNumbers) {
+    const CEOID database = m_volume->CreateDatabase({u"people", 24, {{{{kText}}}}, {}});
+    const CEOID other = m_volume->CreateDatabase({u"others", 25, {}, {}});
+    m_volume->EnableJournal(database);
+    const CEOID ann = m_volume->Insert(database, {{kText, u"Ann"}});
+    m_volume->Insert(other, {{kText, u"Bob"}});
+    const auto before = m_volume->ReadJournal(0, 100);
+    m_volume.reset();
+    MakeFormat1(m_device.Folder() / "test.vol", database);
+
+    m_volume = Volume::Open(TEXT("\\test.vol"));
+    EXPECT_EQ(m_volume->Read(database, ann)->Text(kText), u"Ann");
+    EXPECT_EQ(m_volume->State(other).records, 1u);
+    EXPECT_EQ(m_volume->LastJournalSequence(), 7) << "entries up to there were trimmed before";
+    ASSERT_EQ(m_volume->ReadJournal(0, 100).size(), 1u);
+    EXPECT_EQ(m_volume->ReadJournal(0, 100)[0].sequence, before[0].sequence);
+    EXPECT_TRUE(m_volume->Update(database, ann, {{kText, u"Anna"}}));
+    EXPECT_TRUE(m_volume->PutAttachment(database, ann, 1, {5, {}, Bytes(10, 7)}));
+    EXPECT_TRUE(m_volume->Delete(database, ann));
+    const auto after = m_volume->ReadJournal(before[0].sequence, 100);
+    ASSERT_EQ(after.size(), 3u);
+    EXPECT_EQ(after[0].sequence, 8);
+    EXPECT_EQ(after[2].action, JournalAction::Deleted);
+    EXPECT_EQ(Volume::OpenApart(TEXT("\\test.vol"))->LastJournalSequence(), 10) << "opened again it stays as it is";
+}
+
+TEST_F(VolumeTest, AVolumeOfALaterFormatIsRefusedAndLeftAsItIs) {
+    m_volume.reset();
+    sqlite3* opened = nullptr;
+    ASSERT_EQ(sqlite3_open((m_device.Folder() / "test.vol").c_str(), &opened), SQLITE_OK);
+    EXPECT_EQ(sqlite3_exec(opened, "PRAGMA user_version = 3", nullptr, nullptr, nullptr), SQLITE_OK);
+    sqlite3_close(opened);
+    try {
+        Volume::Open(TEXT("\\test.vol"));
+        ADD_FAILURE() << "it was opened";
+    } catch (const VolumeError& error) {
+        EXPECT_EQ(error.Code(), DWORD{ERROR_BAD_FORMAT});
+    }
+}
+
+TEST_F(VolumeTest, AnUpdateThatCannotBeLeavesTheRecordAndSaysWhy) {
+    const CEPROPID more = Id(5, CEVT_BLOB);
+    const CEOID database = m_volume->CreateDatabase({u"people", 24, {{{{kText}}}}, {kText, kNumber, kBlob, more}});
+    const PropertySet full{{kText, std::u16string(32000, u'a')}, {kBlob, Bytes(65000, 1)}};
+    const CEOID ann = m_volume->Insert(database, full);
+    EXPECT_FALSE(m_volume->Update(database, ann + 1, {{kNumber, std::int64_t{2}}}));
+    try {
+        m_volume->Update(database, ann, {{more, Bytes(65000, 2)}});
+        ADD_FAILURE() << "it was written";
+    } catch (const VolumeError& error) {
+        EXPECT_EQ(error.Code(), DWORD{ERROR_BAD_LENGTH});
+    }
+    EXPECT_EQ(*m_volume->Read(database, ann), full);
+    EXPECT_TRUE(m_volume->Update(database, ann, {{kNumber, std::int64_t{2}}}));
+    EXPECT_EQ(m_volume->Read(database, ann)->Number(kNumber), 2);
 }
 
 TEST_F(VolumeTest, AViewShowsPropertiesInReadableForm) {
