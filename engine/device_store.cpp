@@ -200,7 +200,7 @@ sync::ReadResult DeviceStore::Read(ItemType type, const std::string& id) {
             dates += (dates.empty() ? "" : "\t") + date;
             texts += text;
         }
-        result.item.fields[kOccurrences] = texts;
+        result.item.fields[kOccurrences] = m_codec.Occurrences(texts);
         result.item.fields[kOccurrenceDates] = dates;
     }
     return result;

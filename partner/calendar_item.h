@@ -40,7 +40,7 @@ CalendarReading ReadParts(const CalendarParts& parts, const TimeZones& zones);
 sync::Fields EventFields(const Component& event, Syntax syntax, const TimeZones& zones,
                          std::vector<std::string>& losses);
 
-// A changed occurrence as the device writes it, and its fields back.
+// A changed occurrence in the twelve fields that the device writes, but for how it rings, and its fields back.
 std::string SerialisedOccurrence(const sync::Fields& occurrence);
 std::vector<sync::Fields> OccurrencesOf(const std::string& text);
 

@@ -546,8 +546,10 @@ std::string SerialisedOccurrence(const Fields& occurrence) {
     std::string text;
     for (const char* name : kOccurrenceFields) {
         std::string value = FieldOf(occurrence, name);
+        // How a device rings is nothing that a file could say.
+        if (std::string_view("ReminderOptions") == name) value = "0";
         if (value.empty())
-            for (const char* flag : {"AllDayEvent", "Sensitivity", "ReminderSet", "ReminderOptions", "Duration"})
+            for (const char* flag : {"AllDayEvent", "Sensitivity", "ReminderSet", "Duration"})
                 if (std::string_view(flag) == name) value = "0";
         text += value + std::string(kSeparator);
     }

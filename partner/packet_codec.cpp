@@ -11,6 +11,7 @@
 
 #include "packet/record_packet_format.h"
 #include "partner/asymmetries.h"
+#include "partner/calendar_item.h"
 #include "partner/record_fields.h"
 
 namespace kez::partner {
@@ -404,6 +405,17 @@ Item RecordCodec::AsHeldByDevice(const Item& sent) const {
         if (row.asHeld && HoldsFor(row, item.type)) row.asHeld(item.fields);
     Canonical(item);
     return item;
+}
+
+std::string RecordCodec::Occurrences(const std::string& text) const {
+    std::string said;
+    for (sync::Fields occurrence : OccurrencesOf(text)) {
+        if (const auto found = occurrence.find("Categories"); found != occurrence.end()) {
+            found->second = CategoriesText(found->second);
+        }
+        said += SerialisedOccurrence(occurrence);
+    }
+    return said;
 }
 
 std::vector<std::string> RecordCodec::CannotClear(const Item& wanted, const Item& held) const {

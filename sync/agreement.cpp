@@ -10,6 +10,16 @@
 namespace kez::sync {
 namespace {
 
+// The device is saved more than once for these: cut off in between, it holds something that nobody meant.
+const std::set<std::string> kWrittenInSteps = {
+    "ExceptionDates", "ModifiedOccurrences", "ModifiedOccurrenceDates",   "ReminderSet",
+    "ReminderTime",   "ReminderOptions",     "ReminderMinutesBeforeStart"};
+
+std::string ValueOf(const Fields& fields, const std::string& name) {
+    const auto field = fields.find(name);
+    return field == fields.end() ? std::string() : field->second;
+}
+
 std::vector<std::string> Names(const Changes& changes) {
     std::vector<std::string> names;
     for (const auto& [name, value] : changes) names.push_back(name);
@@ -241,7 +251,8 @@ class Agreement::Pass {
           m_folder(agreement.m_folder),
           m_state(agreement.m_state),
           m_options(agreement.m_options),
-          m_plan(plan) {
+          m_plan(plan),
+          m_cutOff(agreement.m_state.Writing()) {
         m_report.entries = {};
         for (const Entry& entry : plan.entries) m_report.Add(entry);
         m_report.findings = plan.findings;
@@ -295,7 +306,8 @@ class Agreement::Pass {
     Report m_report;
     Batch m_batch;
     std::vector<std::pair<ItemType, std::string>> m_acknowledged;
-    std::vector<Step> m_more;  // found on the way: second copies that the device is to get
+    std::set<std::pair<ItemType, std::string>> m_cutOff;  // the folder's items that an earlier pass was cut off writing
+    std::vector<Step> m_more;                             // found on the way: second copies that the device is to get
     std::map<std::tuple<ItemType, std::string, std::string>, std::string> m_choices;
 };
 
@@ -467,6 +479,7 @@ void Agreement::Pass::CreateOnDevice(const Step& step) {
     if (read.problem.code == ProblemCode::Gone) return;
     if (read.problem) return Fail(step, {}, std::move(read.problem));
     const std::string title = Title(read.item);
+    m_state.NoteWriting(step.type, step.folderId);
     WriteResult written = m_device.Create(read.item, step.hint);
     if (written.id.empty()) return Fail(step, title, std::move(written.problem));
 
@@ -567,22 +580,29 @@ void Agreement::Pass::MergeBoth(const Step& step) {
                    : MergeUnremembered(device.item.fields, folder.item.fields);
     // What the device would make of the folder's value anyway is no difference.
     const Item expected = m_options.asHeldByDevice(folder.item);
-    auto value = [](const Fields& fields, const std::string& name) {
-        const auto field = fields.find(name);
-        return field == fields.end() ? std::string() : field->second;
-    };
     std::erase_if(merged.disputed, [&](const std::string& name) {
-        return value(expected.fields, name) == value(device.item.fields, name);
+        return ValueOf(expected.fields, name) == ValueOf(device.item.fields, name);
     });
     // Nor is what the device adds by itself anything to tell the folder.
     if (!remembered) {
         std::erase_if(merged.forFolder, [&](const auto& change) {
-            return change.second && value(expected.fields, change.first) == *change.second;
+            return change.second && ValueOf(expected.fields, change.first) == *change.second;
         });
     }
 
     std::vector<std::string> notes = std::move(device.losses);
     notes.insert(notes.end(), folder.losses.begin(), folder.losses.end());
+    if (m_cutOff.count({step.type, step.folderId})) {
+        // The folder had everything by then that the device had to tell.
+        for (const std::string& name : kWrittenInSteps) {
+            if (ValueOf(expected.fields, name) == ValueOf(device.item.fields, name)) continue;
+            merged.forFolder.erase(name);
+            std::erase(merged.disputed, name);
+            const Fields& source = folder.item.fields.count(name) ? folder.item.fields : expected.fields;
+            const auto field = source.find(name);
+            merged.forDevice[name] = field == source.end() ? std::nullopt : std::optional<std::string>(field->second);
+        }
+    }
     if (!merged.disputed.empty()) {
         const Conflict conflict{step.type, Title(folder.item), device.item, folder.item, false, false, merged.disputed};
         Choice choice = Decide(conflict, step);
@@ -640,6 +660,7 @@ void Agreement::Pass::WriteMerged(const Step& step, const ReadResult& device, co
     }
     if (!forDevice.empty()) {
         const Item target{step.type, Applied(deviceHeld, forDevice)};
+        m_state.NoteWriting(step.type, step.folderId);
         WriteResult result = m_device.Update(step.deviceId, target, {});
         if (result.problem) {
             // The folder's share is done. What the device did not take stays different from what is remembered of

@@ -35,6 +35,10 @@ class PacketCodec {
     // status that always ends busy, ...). Applied to `sent`, it gives what a faithful device answers.
     virtual Item AsHeldByDevice(const Item& sent) const = 0;
 
+    // The changed occurrences of a series (each its twelve fields, with a separator behind each) as the other side
+    // would say them, so that both say the same in the same bytes.
+    virtual std::string Occurrences(const std::string& text) const { return text; }
+
     // What a device that holds `held` keeps although `wanted` lacks it, because no packet can say so (a picture that
     // was removed, ...); one sentence each.
     virtual std::vector<std::string> CannotClear(const Item& /*wanted*/, const Item& /*held*/) const { return {}; }

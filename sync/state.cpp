@@ -5,6 +5,7 @@
 //               doubt
 //   unsettled   type, id                         device items listed as changed, until they are settled
 //   listing     type                             a listing was begun and not stored
+//   writing     type, folder_id                  was being written to the device
 //   keepsake    type, id, what                   taken out of the device by reading, until the folder holds it
 //   conflict    type, identifiers, title, text, fields, choice
 //   cache       name, facts                      the folder store's own
@@ -27,6 +28,8 @@ CREATE TABLE IF NOT EXISTS pair (
     UNIQUE (type, device_id), UNIQUE (type, folder_id));
 CREATE TABLE IF NOT EXISTS unsettled (type INTEGER NOT NULL, id TEXT NOT NULL, PRIMARY KEY (type, id)) WITHOUT ROWID;
 CREATE TABLE IF NOT EXISTS listing (type INTEGER PRIMARY KEY);
+CREATE TABLE IF NOT EXISTS writing (
+    type INTEGER NOT NULL, folder_id TEXT NOT NULL, PRIMARY KEY (type, folder_id)) WITHOUT ROWID;
 CREATE TABLE IF NOT EXISTS keepsake (
     type INTEGER NOT NULL, id TEXT NOT NULL, what BLOB NOT NULL, PRIMARY KEY (type, id)) WITHOUT ROWID;
 CREATE TABLE IF NOT EXISTS conflict (
@@ -99,7 +102,8 @@ std::optional<Fields> Unpacked(const std::string& bytes) {
 }
 
 State::State(const std::filesystem::path& file, const std::string& deviceIdentity, const std::string& folderIdentity,
-             bool durable) {
+             bool durable)
+    : m_durable(durable) {
     try {
         m_connection = std::make_unique<Sqlite>(file.string());
         m_connection->Execute("PRAGMA journal_mode=WAL");
@@ -190,6 +194,22 @@ void State::DoubtAll(Doubt doubt) {
     transaction.Commit();
 }
 
+void State::NoteWriting(ItemType type, const std::string& folderId) {
+    if (m_durable) m_connection->Execute("PRAGMA synchronous=NORMAL");
+    Statement(*m_connection, "INSERT OR IGNORE INTO writing (type, folder_id) VALUES (?, ?)")
+        .Bind(Number(type))
+        .Bind(folderId)
+        .Run();
+    if (m_durable) m_connection->Execute("PRAGMA synchronous=FULL");
+}
+
+std::set<std::pair<ItemType, std::string>> State::Writing() {
+    std::set<std::pair<ItemType, std::string>> items;
+    Statement all(*m_connection, "SELECT type, folder_id FROM writing");
+    while (all.Step()) items.emplace(static_cast<ItemType>(all.Integer(0)), all.Bytes(1));
+    return items;
+}
+
 void State::Commit(const Batch& batch) {
     Transaction transaction(*m_connection);
     Statement forget(*m_connection, "DELETE FROM pair WHERE number = ?");
@@ -200,6 +220,7 @@ void State::Commit(const Batch& batch) {
     Statement put(*m_connection,
                   "INSERT INTO pair (number, type, device_id, folder_id, device_revision, folder_revision, title, "
                   "device_base, folder_base, doubt) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
+    Statement written(*m_connection, "DELETE FROM writing WHERE type = ? AND folder_id = ?");
     for (const auto& [pair, bases] : batch.agreed) {
         drop.Bind(pair.number).Bind(Number(pair.type)).Bind(pair.deviceId).Bind(pair.folderId).Run();
         if (pair.number) {
@@ -215,6 +236,7 @@ void State::Commit(const Batch& batch) {
             put.BindBlob(Packed(bases.folder));
         }
         put.Bind(static_cast<std::int64_t>(pair.doubt)).Run();
+        written.Bind(Number(pair.type)).Bind(pair.folderId).Run();
     }
 
     Statement settle(*m_connection, "DELETE FROM unsettled WHERE type = ? AND id = ?");

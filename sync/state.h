@@ -96,6 +96,11 @@ class State : public Keepsakes {
     // All that is remembered is doubted, and everything is to be compared.
     void DoubtAll(Doubt doubt);
 
+    // Notes that the device is about to be written what the folder's item says; the note goes when both have agreed on
+    // the item. It survives the end of the process, but not a power cut.
+    void NoteWriting(ItemType type, const std::string& folderId);
+    std::set<std::pair<ItemType, std::string>> Writing();
+
     void Commit(const Batch& batch);
 
     std::vector<WaitingConflict> Conflicts();
@@ -118,6 +123,7 @@ class State : public Keepsakes {
 
  private:
     std::unique_ptr<Sqlite> m_connection;
+    bool m_durable;
     bool m_isNew = false;
 };
 

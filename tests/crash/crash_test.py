@@ -3,8 +3,8 @@
 
 usage: crash_test.py KEZSYNC KILL_AT_LIBRARY [--points N | --all] [--items N]
 
-The world has contacts (and where the device takes them, appointments with exceptions and tasks) that both sides agreed
-on, then edits, additions and deletions on both sides. For each point the world is copied, the synchronisation is
+The world has contacts, tasks and series with changed occurrences that both sides agreed on, then edits, additions and
+deletions on both sides. For each point the world is copied, the synchronisation is
 killed there, and run again; device and folder must then be as after a run that nothing interrupted, and a third run
 must find nothing to do.
 """
@@ -32,11 +32,25 @@ def card(n):
             f"TEL;TYPE=CELL:+49 170 {n:04}\r\nX-KEPT-{n}:in the folder only\r\nEND:VCARD\r\n")
 
 
-def event(n):
-    return (f"BEGIN:VCALENDAR\r\nVERSION:2.0\r\nPRODID:-//crash//\r\nBEGIN:VEVENT\r\nUID:series-{n}\r\nDTSTAMP:20260101T000000Z\r\n"
-            f"SUMMARY:Series {n}\r\nDTSTART:20260302T100000Z\r\nDTEND:20260302T110000Z\r\nRRULE:FREQ=WEEKLY;COUNT=8\r\n"
-            f"END:VEVENT\r\nBEGIN:VEVENT\r\nUID:series-{n}\r\nRECURRENCE-ID:20260316T100000Z\r\nDTSTAMP:20260101T000000Z\r\n"
-            f"SUMMARY:Moved {n}\r\nDTSTART:20260316T130000Z\r\nDTEND:20260316T140000Z\r\nEND:VEVENT\r\nEND:VCALENDAR\r\n")
+def event(n, *occurrences):
+    """A weekly series; of each occurrence (a day of March 2026) with a modification of its own."""
+    start = lambda day, hour: f"202603{day:02}T{hour:02}0000Z"
+    lines = ["BEGIN:VEVENT", f"UID:series-{n}", "DTSTAMP:20260101T000000Z", f"SUMMARY:Series {n}",
+             f"DTSTART:{start(2, 10)}", f"DTEND:{start(2, 11)}", "RRULE:FREQ=WEEKLY;COUNT=8",
+             f"EXDATE:{start(30, 10)}", "X-KEPT:in the folder only", "END:VEVENT"]
+    for day in occurrences:
+        lines += ["BEGIN:VEVENT", f"UID:series-{n}", f"RECURRENCE-ID:{start(day, 10)}", "DTSTAMP:20260101T000000Z",
+                  f"SUMMARY:Moved {n} of {day}", f"DTSTART:{start(day, 13)}", f"DTEND:{start(day, 14)}", "END:VEVENT"]
+    return calendar(*lines)
+
+
+def task(n):
+    return calendar("BEGIN:VTODO", f"UID:task-{n}", "DTSTAMP:20260101T000000Z", f"SUMMARY:Task {n}",
+                    "DTSTART;VALUE=DATE:20260302", "DUE;VALUE=DATE:20260306", "X-KEPT:in the folder only", "END:VTODO")
+
+
+def calendar(*lines):
+    return "\r\n".join(["BEGIN:VCALENDAR", "VERSION:2.0", "PRODID:-//crash//", *lines, "END:VCALENDAR", ""])
 
 
 class World:
@@ -49,13 +63,18 @@ class World:
     def items(self):
         return json.loads(run(self.kezsync, "list", "--device", self.device, "--json").stdout)
 
-    def build(self, count, calendar):
+    def build(self, count):
         run(self.kezsync, "init", self.device, "--time-zone", "UTC")
         self.folder.mkdir()
         for n in range(count):
             (self.folder / f"{n}.vcf").write_bytes(card(n).encode())
+        for n in range(6):
+            (self.folder / f"series-{n}.ics").write_bytes(event(n, 16).encode())
+            (self.folder / f"task-{n}.ics").write_bytes(task(n).encode())
         self.sync()
-        by_name = {item["fields"]["LastName"]: item["oid"] for item in self.items()}
+        items = self.items()
+        by_name = {item["fields"]["LastName"]: item["oid"] for item in items if item["type"] == "contact"}
+        by_subject = {item["fields"]["Subject"]: item["oid"] for item in items if item["type"] != "contact"}
         for n in range(0, count, 10):
             run(self.kezsync, "set", "--device", self.device, by_name[f"Last{n}"], f"HomeAddressCity=Town {n}")
             file = self.folder / f"{n + 1}.vcf"
@@ -71,12 +90,28 @@ class World:
             run(self.kezsync, "set", "--device", self.device, by_name[f"Last{n + 5}"], "MobileTelephoneNumber=7")
             both = self.folder / f"{n + 5}.vcf"
             both.write_bytes(both.read_bytes().replace(b"+49 170", b"+49 173"))
+        # The same of the calendar: an occurrence that is changed on the device, in the folder, on both sides; somebody
+        # reads a series on the device, which takes its changed occurrences away.
+        for subject, field in (("Series 0", "Location=Hall"), ("Task 0", "Body=by pen"), ("Series 4", "Location=Hall"),
+                               ("Task 4", "Body=by pen")):
+            run(self.kezsync, "set", "--device", self.device, by_subject[subject], field)
+        for name, old, new in (("series-1", b"Moved 1", b"Shifted 1"), ("series-4", b"Moved 4", b"Shifted 4"),
+                               ("task-1", b"Task 1", b"Letter 1"), ("task-4", b"Task 4", b"Letter 4")):
+            file = self.folder / f"{name}.ics"
+            file.write_bytes(file.read_bytes().replace(old, new))
+        for subject in ("Series 2", "Task 2"):
+            run(self.kezsync, "delete", "--device", self.device, by_subject[subject])
+        for name in ("series-3", "task-3"):
+            (self.folder / f"{name}.ics").unlink()
+        (self.folder / "series-10.ics").write_bytes(event(10, 9, 16).encode())
+        (self.folder / "task-10.ics").write_bytes(task(10).encode())
         source = self.device.parent / "import"
         source.mkdir()
         (source / "people.vcf").write_text("".join(card(2000 + n) for n in range(3)))
-        if calendar:
-            (source / "series.ics").write_bytes(event(1).encode())
-        run(self.kezsync, "import", "--device", self.device, source, expect=(0, 3))
+        for n in (11, 12):
+            (source / f"series-{n}.ics").write_bytes(event(n, 9, 23).encode())
+        (source / "task.ics").write_bytes(task(11).encode())
+        run(self.kezsync, "import", "--device", self.device, source)
 
     def state(self):
         """What both sides say, without what differs from run to run (new identifiers, times of writing)."""
@@ -96,13 +131,12 @@ def main():
     parser.add_argument("--points", type=int, default=60)
     parser.add_argument("--all", action="store_true")
     parser.add_argument("--items", type=int, default=20)
-    parser.add_argument("--no-calendar", action="store_true")
     options = parser.parse_args()
 
     with tempfile.TemporaryDirectory(prefix="kezsync-crash-") as folder:
         place = pathlib.Path(folder)
         (place / "origin").mkdir()
-        World(options.kezsync, place / "origin").build(options.items, not options.no_calendar)
+        World(options.kezsync, place / "origin").build(options.items)
 
         def fresh(name):
             shutil.rmtree(place / name, ignore_errors=True)

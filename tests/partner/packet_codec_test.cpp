@@ -301,6 +301,22 @@ TEST(Asymmetry, ARecipientWithoutAnAddressHasItsName) {
     EXPECT_EQ(Decoded(ItemType::Appointment, {Of(0xAFFC001F, u"Ann;ann@x;")})["Recipients"], "Ann;ann@x");
 }
 
+TEST(Asymmetry, OccurrencesSayTheSameInTheSameBytesAsAFile) {
+    const std::string end = "~^!^~";
+    const auto occurrence = [&](const std::string& options, const std::string& body, const std::string& categories) {
+        std::string text;
+        for (const std::string& field : {std::string("Talk"), std::string("Hall"), std::string("2026-03-09 13:00:00"),
+                                         std::string("60"), std::string("0"), std::string("0"), std::string("0"),
+                                         options, body, categories, std::string(), std::string("2")}) {
+            text += field + end;
+        }
+        return text;
+    };
+    const std::string said = occurrence("0", "a\nb", "x, y");
+    EXPECT_EQ(Codec().Occurrences(occurrence("12", "a\r\nb", "x,y") + occurrence("0", "a\nb", "x, y")), said + said);
+    EXPECT_EQ(Codec().Occurrences(""), "");
+}
+
 TEST(Asymmetry, OccurrencesAreReadFromEightBitTextsAndNeverSent) {
     std::u16string text = u"caf?~^!^~";
     text[3] = 0xFFE9;

@@ -421,6 +421,53 @@ TEST_F(AgreementTest, AnItemThatAListingMissedIsNotDeleted) {
     ExpectAgreement();
 }
 
+// --- Cut off while the device was written ------------------------------------------------------------------------
+
+TEST_F(AgreementTest, WhatACutOffWriteLeftOnTheDeviceIsNeitherAChangeNorAConflict) {
+    options.types = {ItemType::Appointment};
+    device.Add({ItemType::Appointment, {{"Subject", "Talk"}, {"ReminderSet", "1"}, {"ExceptionDates", "a"}}});
+    Sync();
+    folder.Edit(folder.Ids()[0], "ExceptionDates", "a\tb\tc");
+    folder.Edit(folder.Ids()[0], "Location", "Hall");
+    {
+        State state(m_folderPath / "state.db", "device", "folder", false);
+        state.NoteWriting(ItemType::Appointment, folder.Ids()[0]);
+    }
+    // Saved once of three times: without its reminder and with one exception of two.
+    device.Edit(device.Ids()[0], "ReminderSet", "0");
+    device.Edit(device.Ids()[0], "ExceptionDates", "a\tb");
+    Sync();
+    EXPECT_THAT(folder.Contents(),
+                UnorderedElementsAre(Fields{
+                    {"Subject", "Talk"}, {"ReminderSet", "1"}, {"ExceptionDates", "a\tb\tc"}, {"Location", "Hall"}}));
+    ExpectAgreement();
+}
+
+TEST_F(AgreementTest, AnEditBesideACutOffWriteIsStillAnEdit) {
+    options.types = {ItemType::Appointment};
+    device.Add({ItemType::Appointment, {{"Subject", "Talk"}, {"ReminderSet", "1"}}});
+    Sync();
+    folder.Edit(folder.Ids()[0], "Location", "Hall");
+    {
+        State state(m_folderPath / "state.db", "device", "folder", false);
+        state.NoteWriting(ItemType::Appointment, folder.Ids()[0]);
+    }
+    device.Edit(device.Ids()[0], "ReminderSet", "0");
+    device.Edit(device.Ids()[0], "Subject", "Long talk");
+    Sync();
+    EXPECT_THAT(folder.Contents(),
+                UnorderedElementsAre(Fields{{"Subject", "Long talk"}, {"ReminderSet", "1"}, {"Location", "Hall"}}));
+    ExpectAgreement();
+}
+
+TEST_F(AgreementTest, ANoteOfAWriteGoesWhenBothHaveAgreed) {
+    folder.Add(Person("Ada"));
+    Sync();
+    folder.Edit(folder.Ids()[0], "Phone", "2");
+    Sync();
+    EXPECT_TRUE(State(m_folderPath / "state.db", "device", "folder", false).Writing().empty());
+}
+
 // --- One side is an older copy of itself -------------------------------------------------------------------------
 
 TEST_F(AgreementTest, AnOlderDeviceIsToldWhatWasAgreedSinceAndGetsBackWhatItLost) {
