@@ -16,11 +16,12 @@ namespace kez::propertydb {
 namespace {
 
 // The first statements are pragmas that only take effect in an empty file. UTF-16 makes a record's text readable:
-// a view can cast the stored bytes.
+// a view can cast the stored bytes. The file is nobody else's yet and is made durable as a whole when it is done.
 constexpr const char* kVolumeTables = R"(
 PRAGMA page_size = 2048;
 PRAGMA encoding = 'UTF-16le';
-PRAGMA journal_mode = WAL;
+PRAGMA synchronous = OFF;
+PRAGMA journal_mode = MEMORY;
 BEGIN IMMEDIATE;
 CREATE TABLE state (
     database    INTEGER PRIMARY KEY,
@@ -105,7 +106,7 @@ void FillNewVolume(const std::filesystem::path& file) {
     Execute(opened, "INSERT INTO state (database, last_number) VALUES (0, " + std::to_string(kFirstOid) + ");" +
                         "INSERT INTO setting VALUES ('identity', " + std::to_string(RandomNumber()) + ");" +
                         "PRAGMA application_id = " + std::to_string(kApplicationId) + ";" +
-                        "PRAGMA user_version = " + std::to_string(kFormat) + "; COMMIT;");
+                        "PRAGMA user_version = " + std::to_string(kFormat) + "; COMMIT; PRAGMA journal_mode = WAL;");
 }
 
 std::int64_t PragmaValue(sqlite3* database, const char* pragma) {
@@ -142,78 +143,54 @@ void MakeNewJournal(sqlite3* database) {
     Execute(database, "PRAGMA user_version = " + std::to_string(kFormat));
 }
 
-void SyncFolder(const std::filesystem::path& folder) {
-    const int descriptor = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (descriptor < 0) return;
-    ::fsync(descriptor);
+// False where the file or folder cannot be made durable; errno says why.
+bool MakeDurable(const std::filesystem::path& path) {
+    const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (descriptor < 0) return false;
+    const bool done = ::fsync(descriptor) == 0;
+    const int error = errno;
     ::close(descriptor);
+    errno = error;
+    return done;
 }
 
-// SQL for the byte at `position` (an expression, from 1) of the column props, and for the number of `bytes` bytes
-// there, low byte first. hex() is the only way to a byte's value.
-std::string ByteAt(const std::string& position) {
-    const std::string digits = "hex(substr(props, " + position + ", 1))";
-    return "((instr('0123456789ABCDEF', substr(" + digits + ", 1, 1)) - 1) * 16 + instr('0123456789ABCDEF', substr(" +
-           digits + ", 2, 1)) - 1)";
-}
-
-std::string NumberAt(const std::string& position, int bytes) {
+// SQL for the number in the four bytes, low one first, that stand as hexadecimal digits in the column `hex` from
+// digit `first` on. Digits that are missing count as 0.
+std::string NumberIn(const std::string& hex, int first) {
     std::string sql = "(";
-    for (int i = 0; i < bytes; ++i) {
+    for (int i = 0; i < 8; ++i) {
+        const int shift = i % 2 == 0 ? 4 * i + 4 : 4 * i - 4;
         if (i) sql += " + ";
-        sql += "(" + ByteAt(position + " + " + std::to_string(i)) + " << " + std::to_string(8 * i) + ")";
+        sql += "(instr('0123456789ABCDEF', substr(" + hex + ", " + std::to_string(first + i) + ", 1)) - 1 << " +
+               std::to_string(shift) + ")";
     }
     return sql + ")";
 }
 
-// One row a property, its value in readable form.
+// One row a property, its value in readable form. Every connection parses the views when it opens, so they are kept
+// short: `entry` goes through the bytes by turns, once to the next place (where the identifier is -1) and once to what
+// stands there, the identifier and the four bytes behind it; nothing else has to be taken apart.
 std::string PropertyView(CEOID oid) {
-    const std::string size = "CASE " + NumberAt("at", 2) +
-                             " WHEN 2 THEN 2 WHEN 18 THEN 2 WHEN 5 THEN 8 WHEN 64 THEN 8 "
-                             "WHEN 103 THEN 8 WHEN 31 THEN 4 + " +
-                             NumberAt("at + 4", 4) + " WHEN 65 THEN 4 + " + NumberAt("at + 4", 4) + " ELSE 4 END";
+    const std::string head = "hex(substr(props, at, 8))";
     return "CREATE VIEW properties_" + std::to_string(oid) +
-           " AS WITH RECURSIVE\n"
-           "entry(oid, props, at) AS (\n"
-           "  SELECT oid, props, 1 FROM " +
+           " AS WITH RECURSIVE entry(oid, props, at, id, low) AS (\n"
+           "SELECT oid, props, 1, -1, 0 FROM " +
            RecordTable(oid) +
-           "\n"
-           "  UNION ALL SELECT oid, props, at + 4 + " +
-           size +
-           " FROM entry WHERE at <= length(props))\n"
-           "SELECT oid, printf('%08X', id) AS property, CASE type\n"
-           "  WHEN 2 THEN (" +
-           NumberAt("at + 4", 2) +
-           " + 32768) % 65536 - 32768\n"
-           "  WHEN 18 THEN " +
-           NumberAt("at + 4", 2) +
-           "\n"
-           "  WHEN 3 THEN (" +
-           NumberAt("at + 4", 4) +
-           " + 2147483648) % 4294967296 - 2147483648\n"
-           "  WHEN 102 THEN (" +
-           NumberAt("at + 4", 4) +
-           " + 2147483648) % 4294967296 - 2147483648\n"
-           "  WHEN 5 THEN 'double ' || hex(substr(props, at + 4, 8))\n"
-           "  WHEN 31 THEN CAST(substr(props, at + 8, " +
-           NumberAt("at + 4", 4) +
-           ") AS TEXT)\n"
-           "  WHEN 64 THEN strftime('%Y-%m-%d %H:%M:%S', " +
-           NumberAt("at + 4", 8) +
-           " / 10000000 - 11644473600, 'unixepoch')\n"
-           "  WHEN 65 THEN hex(substr(props, at + 8, " +
-           NumberAt("at + 4", 4) +
-           "))\n"
-           "  WHEN 103 THEN " +
-           NumberAt("at + 4", 8) +
-           "\n"
-           "  ELSE " +
-           NumberAt("at + 4", 4) +
-           " END AS value\n"
-           "FROM (SELECT oid, props, at, " +
-           NumberAt("at", 4) + " AS id, " + NumberAt("at", 2) +
-           " AS type FROM entry"
-           " WHERE at <= length(props)) ORDER BY oid, at;";
+           "\nUNION ALL SELECT oid, props, CASE id WHEN -1 THEN at ELSE at + 4 + CASE id & 65535 WHEN 2 THEN 2 "
+           "WHEN 18 THEN 2 WHEN 5 THEN 8 WHEN 64 THEN 8 WHEN 103 THEN 8 WHEN 31 THEN 4 + low WHEN 65 THEN 4 + low "
+           "ELSE 4 END END,\nCASE id WHEN -1 THEN " +
+           NumberIn(head, 1) + " ELSE -1 END,\nCASE id WHEN -1 THEN " + NumberIn(head, 9) +
+           " ELSE 0 END\nFROM entry WHERE at <= length(props))\n"
+           "SELECT oid, printf('%08X', id) AS property, CASE id & 65535\n"
+           "WHEN 2 THEN ((low & 65535) + 32768) % 65536 - 32768 WHEN 18 THEN low & 65535\n"
+           "WHEN 3 THEN (low + 2147483648) % 4294967296 - 2147483648\n"
+           "WHEN 102 THEN (low + 2147483648) % 4294967296 - 2147483648\n"
+           "WHEN 5 THEN 'double ' || hex(substr(props, at + 4, 8))\n"
+           "WHEN 31 THEN CAST(substr(props, at + 8, low) AS TEXT)\n"
+           "WHEN 64 THEN strftime('%Y-%m-%d %H:%M:%S', (low + (high << 32)) / 10000000 - 11644473600, 'unixepoch')\n"
+           "WHEN 65 THEN hex(substr(props, at + 8, low)) WHEN 103 THEN low + (high << 32) ELSE low END AS value\n"
+           "FROM (SELECT oid, props, at, id, low, " +
+           NumberIn("hex(substr(props, at + 8, 4))", 1) + " AS high FROM entry WHERE id <> -1) ORDER BY oid, at;";
 }
 
 }  // namespace
@@ -235,13 +212,13 @@ void CreateVolumeFile(const std::filesystem::path& file) {
     static std::atomic<unsigned> count = 0;
     const TemporaryFile temporary{file.string() + ".new-" + std::to_string(::getpid()) + "-" + std::to_string(++count)};
     FillNewVolume(temporary.file);
-    if (::link(temporary.file.c_str(), file.c_str()) != 0) {
-        const DWORD error = errno == EEXIST   ? ERROR_FILE_EXISTS
-                            : errno == ENOSPC ? ERROR_DISK_FULL
-                                              : ERROR_ACCESS_DENIED;
+    if (!MakeDurable(temporary.file) || ::link(temporary.file.c_str(), file.c_str()) != 0) {
+        const DWORD error = errno == EEXIST                      ? ERROR_FILE_EXISTS
+                            : errno == ENOSPC || errno == EDQUOT ? ERROR_DISK_FULL
+                                                                 : ERROR_ACCESS_DENIED;
         throw VolumeError(error, "cannot make the volume \"" + file.string() + "\"");
     }
-    SyncFolder(file.parent_path());
+    MakeDurable(file.parent_path());
 }
 
 void UpgradeVolume(sqlite3* database) {

@@ -195,7 +195,10 @@ TEST_F(VolumeTest, AViewShowsPropertiesInReadableForm) {
     record.SetNumber(kSigned, -5);
     record.SetNumber(Id(5, CEVT_FILETIME), 0x01C679BE69BABA30);
     record.SetNumber(Id(6, CEVT_I2), -2);
+    record.Set(Id(7, CEVT_R8), 1.0);
+    record.SetNumber(Id(8, CEVT_UI2), 65535);  // the last one: nothing stands behind its two bytes
     m_volume->Insert(database, record);
+    m_volume->Insert(database, {});
     sqlite3* shell = nullptr;
     sqlite3_open_v2((m_device.Folder() / "test.vol").c_str(), &shell, SQLITE_OPEN_READONLY, nullptr);
     std::vector<std::string> rows;
@@ -209,7 +212,8 @@ TEST_F(VolumeTest, AViewShowsPropertiesInReadableForm) {
         &rows, nullptr);
     sqlite3_close(shell);
     EXPECT_THAT(rows, ElementsAre("00010013 4000000000", "0002001F Zo\xC3\xAB", "00030003 -5", "00040041 01FF",
-                                  "00050040 2006-05-17 14:30:15", "00060002 -2"));
+                                  "00050040 2006-05-17 14:30:15", "00060002 -2", "00070005 double 000000000000F03F",
+                                  "00080012 65535"));
 }
 
 TEST_F(VolumeTest, ANumberOfChangesMovesWithEveryCommitAndNeverBack) {
