@@ -269,6 +269,7 @@ class Agreement::Pass {
     enum class Phase { DeleteOnDevice, WriteDevice, WriteFolder };
     static Phase PhaseOf(Action action);
     void CarryOut(const Step& step);
+    bool IsStopped() { return m_stopped = m_stopped || (m_options.stop && m_options.stop()); }
 
     ReadResult ReadTwice(const Step& step);
     ReadResult ReadUnmarked(const Step& step, const Bases& bases);
@@ -287,7 +288,7 @@ class Agreement::Pass {
     // Writes both sides' shares of a merge and remembers what they then hold.
     void WriteMerged(const Step& step, const ReadResult& device, const ReadResult& folder, const Changes& forDevice,
                      const Changes& forFolder, const Bases& bases, Outcome outcome, std::vector<std::string> notes);
-    Choice Decide(const Conflict& conflict, const Step& step) const;
+    Decision Decide(const Conflict& conflict, const Step& step) const;
     bool KeepSecondCopy(const Step& step, const Item& deviceItem, Entry& entry);
     void LeaveWaiting(const Step& step, const Conflict& conflict, const std::string& text);
 
@@ -304,6 +305,7 @@ class Agreement::Pass {
     const Options& m_options;
     const Plan& m_plan;
     Report m_report;
+    bool m_stopped = false;
     Batch m_batch;
     std::vector<std::pair<ItemType, std::string>> m_acknowledged;
     std::set<std::pair<ItemType, std::string>> m_cutOff;  // the folder's items that an earlier pass was cut off writing
@@ -340,7 +342,7 @@ Report Agreement::Pass::Run() {
         for (const Phase phase : {Phase::DeleteOnDevice, Phase::WriteDevice, Phase::WriteFolder}) {
             bool begun = false;
             for (const Step& step : m_plan.steps) {
-                if (step.type != type || PhaseOf(step.action) != phase) continue;
+                if (step.type != type || PhaseOf(step.action) != phase || IsStopped()) continue;
                 if (!begun && phase == Phase::WriteDevice) m_device.BeginWrites(type);
                 begun = true;
                 CarryOut(step);
@@ -604,17 +606,21 @@ void Agreement::Pass::MergeBoth(const Step& step) {
         }
     }
     if (!merged.disputed.empty()) {
-        const Conflict conflict{step.type, Title(folder.item), device.item, folder.item, false, false, merged.disputed};
-        Choice choice = Decide(conflict, step);
+        const Conflict conflict{step.type,   step.deviceId, step.folderId, Title(folder.item), device.item,
+                                folder.item, false,         false,         merged.disputed};
+        const Decision decision = Decide(conflict, step);
+        const Choice choice = decision.choice;
         const std::string names = Enumerated(merged.disputed);
+        const std::string why = decision.why.empty() ? std::string() : ": " + decision.why;
         if (choice == Choice::Skip) {
-            return LeaveWaiting(step, conflict, "both sides changed " + names + " to different values");
+            return LeaveWaiting(step, conflict, "both sides changed " + names + " to different values" + why);
         }
         if (choice == Choice::Both) {
             Entry entry = EntryFor(step, Title(device.item), Outcome::Merged);
             if (!KeepSecondCopy(step, device.item, entry)) return;
             entry.fields = merged.disputed;
-            entry.notes.push_back("both sides changed " + names + "; the device's version was kept as a second item");
+            entry.notes.push_back("both sides changed " + names + "; the device's version was kept as a second item" +
+                                  why);
             m_report.Add(std::move(entry));
         }
         for (const std::string& name : merged.disputed) {
@@ -625,7 +631,7 @@ void Agreement::Pass::MergeBoth(const Step& step) {
         }
         if (choice != Choice::Both) {
             notes.push_back("both sides changed " + names + "; the " +
-                            (choice == Choice::Device ? "device's" : "folder's") + " value was taken");
+                            (choice == Choice::Device ? "device's" : "folder's") + " value was taken" + why);
         }
     }
     Outcome outcome = Outcome::Merged;
@@ -715,7 +721,7 @@ void Agreement::Pass::WriteMerged(const Step& step, const ReadResult& device, co
 
 // --- Conflicts --------------------------------------------------------------------------------------------
 
-Choice Agreement::Pass::Decide(const Conflict& conflict, const Step& step) const {
+Decision Agreement::Pass::Decide(const Conflict& conflict, const Step& step) const {
     const auto chosen = m_choices.find({step.type, conflict.goneOnDevice ? std::string() : step.deviceId,
                                         conflict.goneInFolder ? std::string() : step.folderId});
     if (chosen != m_choices.end()) {
@@ -733,7 +739,8 @@ Choice Agreement::Pass::Decide(const Conflict& conflict, const Step& step) const
         case ConflictPolicy::Skip:
             return Choice::Skip;
         case ConflictPolicy::Ask:
-            return m_options.ask ? m_options.ask(conflict) : Choice::Skip;
+            if (m_options.ask) return m_options.ask(conflict);
+            break;
     }
     return Choice::Skip;
 }
@@ -783,6 +790,8 @@ void Agreement::Pass::DeletedOnOneSide(const Step& step) {
         return goneOnDevice ? DeleteInFolder(step) : DeleteOnDevice(step);
     }
     Conflict conflict{step.type,
+                      step.deviceId,
+                      step.folderId,
                       Title(read.item),
                       goneOnDevice ? Item{step.type, {}} : read.item,
                       goneOnDevice ? read.item : Item{step.type, {}},
@@ -791,15 +800,24 @@ void Agreement::Pass::DeletedOnOneSide(const Step& step) {
                       {}};
     const std::string text = goneOnDevice ? "deleted on the device, but changed in the folder"
                                           : "deleted in the folder, but changed on the device";
-    const Choice choice = Decide(conflict, step);
-    const bool livingWins = choice == (goneOnDevice ? Choice::Folder : Choice::Device);
-    const bool deletionWins = choice == (goneOnDevice ? Choice::Device : Choice::Folder);
-    if (deletionWins) return goneOnDevice ? DeleteInFolder(step) : DeleteOnDevice(step);
-    if (!livingWins) return LeaveWaiting(step, conflict, text);
-    Step again = step;
-    m_batch.settledConflicts.emplace_back(step.type, goneOnDevice ? "folder:" + step.folderId : step.deviceId);
-    (goneOnDevice ? again.deviceId : again.folderId).clear();
-    return goneOnDevice ? CreateOnDevice(again) : CreateInFolder(again);
+    const Decision decision = Decide(conflict, step);
+    const bool livingWins = decision.choice == (goneOnDevice ? Choice::Folder : Choice::Device);
+    const bool deletionWins = decision.choice == (goneOnDevice ? Choice::Device : Choice::Folder);
+    if (!livingWins && !deletionWins) {
+        return LeaveWaiting(step, conflict, text + (decision.why.empty() ? "" : ": " + decision.why));
+    }
+    const std::size_t reported = m_report.entries.size();
+    if (deletionWins) {
+        goneOnDevice ? DeleteInFolder(step) : DeleteOnDevice(step);
+    } else {
+        Step again = step;
+        m_batch.settledConflicts.emplace_back(step.type, goneOnDevice ? "folder:" + step.folderId : step.deviceId);
+        (goneOnDevice ? again.deviceId : again.folderId).clear();
+        goneOnDevice ? CreateOnDevice(again) : CreateInFolder(again);
+    }
+    if (!decision.why.empty() && m_report.entries.size() > reported) {
+        m_report.entries.back().notes.push_back(text + ": " + decision.why);
+    }
 }
 
 // --- Deletions --------------------------------------------------------------------------------------------

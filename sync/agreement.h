@@ -9,6 +9,7 @@
 #include <functional>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "sync/cases.h"
@@ -29,8 +30,17 @@ enum class ConflictPolicy {
 
 enum class Choice { Device, Folder, Both, Skip };
 
+// What was decided and, where the report is to tell, why: half a sentence.
+struct Decision {
+    Decision(Choice decided, std::string reason = {}) : choice(decided), why(std::move(reason)) {}
+    Choice choice;
+    std::string why;
+};
+
 struct Conflict {
     ItemType type = ItemType::Contact;
+    std::string deviceId;
+    std::string folderId;
     std::string title;
     Item device;  // no fields where the item is gone there
     Item folder;  // no fields where the item is gone there
@@ -48,7 +58,7 @@ struct Progress {
 struct Options {
     std::vector<ItemType> types{std::begin(kAllItemTypes), std::end(kAllItemTypes)};
     ConflictPolicy conflicts = ConflictPolicy::Both;
-    std::function<Choice(const Conflict&)> ask;
+    std::function<Decision(const Conflict&)> ask;
     std::size_t batchSize = 100;
     // A plan that deletes at least `guardFrom` of what one side holds, and more than this share of it, is refused;
     // so is one that leaves a side with nothing of more than one item.
@@ -58,6 +68,8 @@ struct Options {
     // How a faithful device gives back what it was sent (PacketCodec::AsHeldByDevice).
     std::function<Item(const Item&)> asHeldByDevice = [](const Item& item) { return item; };
     std::function<void(const Progress&)> progress;
+    // Asked before each item; from the first true on the pass leaves the rest as it is, for the next one.
+    std::function<bool()> stop;
 };
 
 // The plan was refused for safety: nothing was changed on either side. The text says what would have happened.

@@ -211,6 +211,49 @@ TEST_F(AgreementTest, TheAskedUserDecides) {
     EXPECT_EQ(folder.At(folder.Ids()[0]).at("Phone"), "2");
 }
 
+TEST_F(AgreementTest, WhoDecidesMayTellWhyAndTheReportDoes) {
+    options.conflicts = ConflictPolicy::Ask;
+    const auto d = device.Add(Person("Ada", {{"Phone", "1"}}));
+    const auto gone = device.Add(Person("Bob"));
+    device.Add(Person("Cyd"));
+    Sync();
+    device.Edit(d, "Phone", "2");
+    device.Remove(gone);
+    for (const auto& id : folder.Ids()) {
+        if (folder.At(id).at("FirstName") != "Cyd") folder.Edit(id, "Phone", "3");
+    }
+    options.ask = [&](const Conflict& conflict) {
+        EXPECT_TRUE(conflict.deviceId == d || conflict.deviceId == gone);
+        EXPECT_TRUE(folder.Has(conflict.folderId));
+        return Decision(Choice::Skip, "nobody knows");
+    };
+    for (const Entry& entry : Sync().entries) EXPECT_THAT(entry.problem.text, HasSubstr(": nobody knows"));
+    options.ask = [](const Conflict&) { return Decision(Choice::Both, "who knows"); };
+    const Report both = Sync();
+    EXPECT_THAT(both.entries[0].notes, ElementsAre(HasSubstr("kept as a second item: who knows")));
+    EXPECT_EQ(both.counts.unresolved, 1u);
+    options.ask = [](const Conflict&) { return Decision(Choice::Folder, "it is newer"); };
+    const Report folders = Sync();
+    ASSERT_EQ(folders.entries.size(), 1u);
+    EXPECT_THAT(folders.entries[0].notes, ElementsAre("deleted on the device, but changed in the folder: it is newer"));
+    ExpectAgreement();
+}
+
+TEST_F(AgreementTest, AStoppedPassRemembersWhatItDidAndLeavesTheRest) {
+    for (const char* name : {"Ada", "Bob", "Cyd", "Dan"}) device.Add(Person(name));
+    folder.Add(Person("Eve"));
+    int asked = 0;
+    options.stop = [&asked] { return ++asked > 2; };
+    EXPECT_EQ(Sync().entries.size(), 2u);
+    EXPECT_EQ(folder.Size() + device.Size(), 4u + 1u + 2u);
+    options.stop = nullptr;
+    const Report rest = Sync();
+    EXPECT_EQ(rest.entries.size(), 3u);
+    EXPECT_EQ(rest.counts.unchanged, 2u);
+    EXPECT_EQ(device.Size(), 5u);
+    ExpectAgreement();
+}
+
 TEST_F(AgreementTest, TheSamePeopleOnBothSidesStayTheSamePeople) {
     for (int i = 0; i < 100; ++i) {
         const std::string n = std::to_string(i);
