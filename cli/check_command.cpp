@@ -10,8 +10,10 @@
 
 namespace kez::cli {
 
-ExitCode Check(const Common& common, const std::filesystem::path& folder) {
-    const std::string zone = common.device.empty() ? LocalTimeZone() : control::ReadDevice(common.device).timeZone;
+ExitCode Check(const Common& common, const std::filesystem::path& folder, const std::string& timeZone) {
+    const std::string zone = !timeZone.empty()       ? timeZone
+                             : common.device.empty() ? LocalTimeZone()
+                                                     : control::ReadDevice(common.device).timeZone;
     control::SetTimeZone(zone);
     const partner::RecordCodec codec([] { return control::CurrentBias(); });
     const auto formats = partner::AllFormats(zone);

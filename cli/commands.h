@@ -3,6 +3,8 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -37,7 +39,7 @@ ExitCode Export(const Common& common, const std::filesystem::path& folder);
 struct SyncOptions {
     std::filesystem::path folder;
     std::vector<sync::ItemType> types;
-    sync::ConflictPolicy conflicts = sync::ConflictPolicy::Both;
+    std::string conflicts = "both";  // device, folder, newest, ask, skip
     std::string durability = "batch";
     int logLevel = -1;  // -1 leaves it as it is
     unsigned packetSize = 8192;
@@ -45,10 +47,12 @@ struct SyncOptions {
     bool force = false;
     bool dryRun = false;
 };
-sync::Report Synchronise(const Common& common, const SyncOptions& options);
+// `stop` is asked before each item: from the first true on the rest is left for the next time.
+sync::Report Synchronise(const Common& common, const SyncOptions& options, std::function<bool()> stop = nullptr);
 ExitCode Sync(const Common& common, const SyncOptions& options);
 ExitCode Status(const Common& common, const std::filesystem::path& folder);
-ExitCode Check(const Common& common, const std::filesystem::path& folder);
+// With an empty `timeZone` that of the device, or where none is named this machine's.
+ExitCode Check(const Common& common, const std::filesystem::path& folder, const std::string& timeZone);
 // `idleSeconds` without a change end it; 0 is never.
 ExitCode Watch(const Common& common, const SyncOptions& options, unsigned idleSeconds);
 ExitCode Undo(const Common& common, const std::filesystem::path& folder, bool force);
@@ -60,7 +64,10 @@ ExitCode Resolve(const Common& common, const std::filesystem::path& folder, cons
 struct LogOptions {
     bool follow = false;
     bool previous = false;
+    std::string operation;  // only what this part of a name did, and what it called
+    unsigned level = ~0u;   // only so deep, counted from the operation or from the outermost calls
     std::string contains;
+    std::string pattern;  // a regular expression
 };
 ExitCode Log(const Common& common, const LogOptions& options);
 ExitCode Fingerprint(const Common& common, unsigned oid);
@@ -68,6 +75,5 @@ ExitCode PacketDump(const Common& common, const std::filesystem::path& file, syn
 ExitCode PacketDiff(const Common& common, const std::filesystem::path& a, const std::filesystem::path& b,
                     sync::ItemType type);
 ExitCode Purge(const Common& common, const std::string& what, bool force);
-ExitCode Completion(const std::string& shell, const std::vector<std::string>& commands);
 
 }  // namespace kez::cli

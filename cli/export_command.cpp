@@ -23,13 +23,13 @@ ExitCode Export(const Common& common, const std::filesystem::path& folder) {
     partner::FolderStore store(folder.string(), all, files, cache);
     Owner owner;
     std::size_t written = 0;
-    std::size_t failed = 0;
+    Json problems = Json::array();
     for (const sync::ItemType type : sync::kAllItemTypes) {
         if (!store.Holds(type)) continue;
         for (const OwnedItem& item : owner.List(type, true)) {
             const sync::WriteResult result = store.Create(item.item, {});
             if (result.problem) {
-                ++failed;
+                problems.push_back({{"title", sync::Title(item.item)}, {"text", result.problem.text}});
                 PrintError(sync::Title(item.item) + ": " + result.problem.text);
             } else {
                 ++written;
@@ -37,8 +37,13 @@ ExitCode Export(const Common& common, const std::filesystem::path& folder) {
         }
     }
     store.Flush();
-    if (!common.output.quiet) std::printf("exported %zu items to %s\n", written, folder.c_str());
-    return failed == 0 ? kDone : kPartly;
+    if (common.output.json) {
+        const Json json{{"folder", folder.string()}, {"exported", written}, {"problems", problems}};
+        std::printf("%s\n", JsonText(json).c_str());
+    } else if (!common.output.quiet) {
+        std::printf("exported %zu items to %s\n", written, folder.c_str());
+    }
+    return problems.empty() ? kDone : kPartly;
 }
 
 }  // namespace kez::cli

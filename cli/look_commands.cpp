@@ -1,9 +1,6 @@
-// log, packet, fingerprint, purge, completion: looking inside, and starting over.
-#include <chrono>
+// packet, fingerprint, purge: looking inside, and starting over.
 #include <cstdio>
 #include <fstream>
-#include <iostream>
-#include <thread>
 
 #include "cli/commands.h"
 #include "cli/device_session.h"
@@ -35,29 +32,6 @@ std::string Hex8(std::uint32_t value) {
 }
 
 }  // namespace
-
-ExitCode Log(const Common& common, const LogOptions& options) {
-    if (!control::IsDevice(common.device)) {
-        throw control::DeviceError(common.device.string() + " is no device folder; kezsync init makes one");
-    }
-    const std::filesystem::path file = common.device / (options.previous ? "DevLog-.txt" : "DevLog.txt");
-    std::ifstream stream(file, std::ios::binary);
-    if (!stream) {
-        throw std::runtime_error(file.string() +
-                                 " is not there; sync with --log-level 50 (or up to 100) to have one written");
-    }
-    std::string line;
-    for (;;) {
-        while (std::getline(stream, line)) {
-            if (!line.empty() && line.back() == '\r') line.pop_back();
-            if (line.find(options.contains) != std::string::npos) std::printf("%s\n", line.c_str());
-        }
-        if (!options.follow) return kDone;
-        std::fflush(stdout);
-        std::this_thread::sleep_for(std::chrono::milliseconds(200));
-        stream.clear();
-    }
-}
 
 ExitCode Fingerprint(const Common& common, unsigned oid) {
     const DeviceSession session(common.device);
@@ -168,30 +142,10 @@ ExitCode Purge(const Common& common, const std::string& what, bool force) {
     const auto& [type, code] = requests.at(what);
     const HRESULT result = connection.Request(type, code);
     if (FAILED(result)) throw std::runtime_error("the device could not be purged of " + what);
-    if (!common.output.quiet) std::printf("purged %s\n", what.c_str());
-    return kDone;
-}
-
-ExitCode Completion(const std::string& shell, const std::vector<std::string>& commands) {
-    std::string words;
-    for (const std::string& command : commands) words += (words.empty() ? "" : " ") + command;
-    if (shell == "bash") {
-        std::printf(
-            "_kezsync() {\n"
-            "    if [ \"$COMP_CWORD\" -eq 1 ]; then\n"
-            "        COMPREPLY=($(compgen -W '%s --help --version' -- \"${COMP_WORDS[1]}\"))\n"
-            "    else\n"
-            "        COMPREPLY=($(compgen -W '--device --partner --json --quiet --verbose --help' -f -- "
-            "\"${COMP_WORDS[COMP_CWORD]}\"))\n"
-            "    fi\n"
-            "}\ncomplete -o filenames -F _kezsync kezsync\n",
-            words.c_str());
-    } else if (shell == "zsh") {
-        std::printf("#compdef kezsync\n_arguments '1:command:(%s)' '*:file:_files'\n", words.c_str());
-    } else {
-        for (const std::string& command : commands) {
-            std::printf("complete -c kezsync -n __fish_use_subcommand -a %s\n", command.c_str());
-        }
+    if (common.output.json) {
+        std::printf("%s\n", JsonText(Json{{"purged", what}}).c_str());
+    } else if (!common.output.quiet) {
+        std::printf("purged %s\n", what.c_str());
     }
     return kDone;
 }

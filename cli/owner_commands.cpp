@@ -8,8 +8,13 @@
 namespace kez::cli {
 
 ExitCode Init(const Common& common, const std::filesystem::path& device, const std::string& timeZone) {
-    MakeDevice(device, timeZone.empty() ? LocalTimeZone() : timeZone);
-    if (!common.output.quiet) std::printf("made a device in %s\n", device.c_str());
+    const std::string zone = timeZone.empty() ? LocalTimeZone() : timeZone;
+    MakeDevice(device, zone);
+    if (common.output.json) {
+        std::printf("%s\n", JsonText(Json{{"device", device.string()}, {"timeZone", zone}}).c_str());
+    } else if (!common.output.quiet) {
+        std::printf("made a device in %s\n", device.c_str());
+    }
     return kDone;
 }
 
@@ -73,16 +78,22 @@ ExitCode Set(const Common& common, unsigned oid, const std::vector<std::string>&
 ExitCode Delete(const Common& common, const std::vector<unsigned>& oids) {
     const DeviceSession session(common.device);
     Owner owner;
-    ExitCode code = kDone;
+    Json deleted = Json::array();
+    Json missing = Json::array();
     for (const unsigned oid : oids) {
-        if (owner.Delete(oid)) {
-            if (!common.output.quiet) std::printf("deleted %u\n", oid);
-        } else {
+        const bool wasThere = owner.Delete(oid);
+        (wasThere ? deleted : missing).push_back(oid);
+        if (!wasThere) {
             PrintError("the device has no item with oid " + std::to_string(oid));
-            code = oids.size() == 1 ? kFailed : kPartly;
+        } else if (!common.output.quiet && !common.output.json) {
+            std::printf("deleted %u\n", oid);
         }
     }
-    return code;
+    if (common.output.json) {
+        std::printf("%s\n", JsonText(Json{{"deleted", deleted}, {"missing", missing}}).c_str());
+    }
+    if (missing.empty()) return kDone;
+    return deleted.empty() ? kFailed : kPartly;
 }
 
 }  // namespace kez::cli

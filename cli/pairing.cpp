@@ -70,6 +70,13 @@ partner::Durability DurabilityOf(const std::string& name) {
     return name == "none" ? partner::Durability::None : partner::Durability::Batch;
 }
 
+sync::ConflictPolicy PolicyOf(const std::string& name) {
+    if (name == "device") return sync::ConflictPolicy::Device;
+    if (name == "folder") return sync::ConflictPolicy::Folder;
+    if (name == "ask") return sync::ConflictPolicy::Ask;
+    return name == "skip" ? sync::ConflictPolicy::Skip : sync::ConflictPolicy::Both;
+}
+
 }  // namespace
 
 std::unordered_map<std::string, partner::CachedFile> StateCache::Load() {
@@ -250,7 +257,7 @@ void Pairing::KeepForUndo(UndoRecord& record) {
 sync::Options Pairing::AgreementOptions() const {
     sync::Options options;
     options.types = m_options.types;
-    options.conflicts = m_options.conflicts;
+    options.conflicts = PolicyOf(m_options.conflicts);
     options.guardShare = m_options.deletedShare / 100.0;
     options.force = m_options.force;
     options.batchSize = m_options.durability == "item" ? 1 : 100;

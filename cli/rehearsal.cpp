@@ -1,7 +1,5 @@
 #include "cli/rehearsal.h"
 
-#include <cstdlib>
-
 #include "cli/pairing.h"
 #include "platform/control/control.h"
 #include "sync/sqlite.h"
@@ -10,12 +8,6 @@ namespace kez::cli {
 namespace fs = std::filesystem;
 
 namespace {
-
-fs::path NewTemporaryFolder() {
-    std::string name = (fs::temp_directory_path() / "kezsync-XXXXXX").string();
-    if (!mkdtemp(name.data())) throw std::runtime_error("no temporary folder can be made in " + name);
-    return name;
-}
 
 bool EndsWith(const std::string& name, const char* ending) { return name.ends_with(ending); }
 
@@ -31,26 +23,15 @@ bool IsLeftOut(const fs::path& file) {
 }  // namespace
 
 Rehearsal::Rehearsal(const fs::path& device, const fs::path& folder, unsigned partner)
-    : m_place(NewTemporaryFolder()),
-      m_device(m_place / "device"),
-      m_stateFile(m_place / "state.db"),
+    : m_device(m_place.Path() / "device"),
+      m_stateFile(m_place.Path() / "state.db"),
       m_files(fs::absolute(folder).lexically_normal().string()) {
-    try {
-        const std::string id = control::ReadDevice(device).id;
-        m_deviceLock = std::make_unique<FolderLock>(device, "the device", false);
-        m_folderLock = std::make_unique<FolderLock>(folder, "the folder", false);
-        CopyDevice(device);
-        const fs::path state = cli::StateFile(folder, id, partner);
-        if (fs::exists(state)) sync::CopyDatabase(state.string(), m_stateFile.string());
-    } catch (...) {
-        fs::remove_all(m_place);
-        throw;
-    }
-}
-
-Rehearsal::~Rehearsal() {
-    std::error_code ignored;
-    fs::remove_all(m_place, ignored);
+    const std::string id = control::ReadDevice(device).id;
+    m_deviceLock = std::make_unique<FolderLock>(device, "the device", false);
+    m_folderLock = std::make_unique<FolderLock>(folder, "the folder", false);
+    CopyDevice(device);
+    const fs::path state = cli::StateFile(folder, id, partner);
+    if (fs::exists(state)) sync::CopyDatabase(state.string(), m_stateFile.string());
 }
 
 void Rehearsal::CopyDevice(const fs::path& device) {

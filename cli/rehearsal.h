@@ -7,6 +7,7 @@
 
 #include "cli/dry_files.h"
 #include "cli/partnership.h"
+#include "cli/scratch_folder.h"
 
 namespace kez::cli {
 
@@ -15,9 +16,6 @@ class Rehearsal {
     // Copies the device. Throws control::DeviceError where there is none, and what FolderLock throws where a
     // synchronisation is under way.
     Rehearsal(const std::filesystem::path& device, const std::filesystem::path& folder, unsigned partner);
-    ~Rehearsal();
-    Rehearsal(const Rehearsal&) = delete;
-    Rehearsal& operator=(const Rehearsal&) = delete;
 
     const std::filesystem::path& Device() const { return m_device; }
     const std::filesystem::path& StateFile() const { return m_stateFile; }
@@ -26,7 +24,7 @@ class Rehearsal {
  private:
     void CopyDevice(const std::filesystem::path& device);
 
-    std::filesystem::path m_place;
+    ScratchFolder m_place;
     std::filesystem::path m_device;
     std::filesystem::path m_stateFile;
     DryFiles m_files;

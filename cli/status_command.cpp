@@ -6,6 +6,7 @@
 #include "cli/device_session.h"
 #include "cli/pairing.h"
 #include "cli/peek_device.h"
+#include "cli/scratch_folder.h"
 
 namespace kez::cli {
 namespace fs = std::filesystem;
@@ -60,24 +61,16 @@ std::string TitleOf(const sync::Step& step, sync::Store& device, sync::Store& fo
 class StateCopy {
  public:
     StateCopy(const fs::path& file, const std::string& device, const std::string& folder) {
-        std::string place = (fs::temp_directory_path() / "kezsync-XXXXXX").string();
-        if (!mkdtemp(place.data())) throw std::runtime_error("no temporary folder can be made in " + place);
-        m_place = place;
-        const fs::path copy = m_place / "state.db";
+        const fs::path copy = m_place.Path() / "state.db";
         if (fs::exists(file)) sync::CopyDatabase(file.string(), copy.string());
         m_state = std::make_unique<sync::State>(copy, device, folder, false);
-    }
-    ~StateCopy() {
-        m_state.reset();
-        std::error_code ignored;
-        fs::remove_all(m_place, ignored);
     }
     StateCopy(const StateCopy&) = delete;
     StateCopy& operator=(const StateCopy&) = delete;
     sync::State& State() { return *m_state; }
 
  private:
-    fs::path m_place;
+    ScratchFolder m_place;
     std::unique_ptr<sync::State> m_state;
 };
 

@@ -43,7 +43,7 @@ class ProgressBar {
     Clock::time_point m_last;
 };
 
-sync::Choice AskUser(const sync::Conflict& conflict) {
+sync::Decision AskUser(const sync::Conflict& conflict) {
     std::fprintf(stderr, "\n%s \"%s\" changed on both sides:\n", std::string(ToString(conflict.type)).c_str(),
                  conflict.title.c_str());
     auto value = [](const sync::Item& item, const std::string& name) {
@@ -87,7 +87,7 @@ ExitCode DryRun(const Common& common, const SyncOptions& options) {
 
 }  // namespace
 
-sync::Report Synchronise(const Common& common, const SyncOptions& options) {
+sync::Report Synchronise(const Common& common, const SyncOptions& options, std::function<bool()> stop) {
     const auto start = std::chrono::steady_clock::now();
     UndoRecord undo(common.device, common.partner);
     sync::Report report;
@@ -99,6 +99,7 @@ sync::Report Synchronise(const Common& common, const SyncOptions& options) {
         ProgressBar bar(!common.output.quiet && !common.output.json);
         agreed.progress = [&bar](const sync::Progress& progress) { bar.Show(progress); };
         agreed.ask = AskUser;
+        agreed.stop = std::move(stop);
         sync::Agreement agreement(pairing.Device(), pairing.Folder(), pairing.State(), agreed);
         undo.TellOthers();
         const sync::Plan plan = agreement.MakePlan();
@@ -152,7 +153,12 @@ ExitCode Resolve(const Common& common, const std::filesystem::path& folder, cons
                                  " conflicts; name the one by its file or oid");
     }
     state->Choose(named[0], choice);
-    if (!common.output.quiet) std::printf("%s: %s wins in the next sync\n", named[0].title.c_str(), choice.c_str());
+    if (common.output.json) {
+        named[0].choice = choice;
+        std::printf("%s\n", JsonText(ConflictAsJson(named[0])).c_str());
+    } else if (!common.output.quiet) {
+        std::printf("%s: %s wins in the next sync\n", named[0].title.c_str(), choice.c_str());
+    }
     return kDone;
 }
 

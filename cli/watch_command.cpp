@@ -61,29 +61,47 @@ bool Wrote(const sync::Counts& counts) {
            0;
 }
 
-// Wakes up when something may have changed, or somebody wants an end.
-class Watcher {
+// The signals that ask for an end, held back from the start: what is under way then ends in order.
+class EndSignals {
  public:
-    Watcher(const fs::path& device, const fs::path& folder) {
+    EndSignals() {
         sigset_t signals;
         sigemptyset(&signals);
         sigaddset(&signals, SIGINT);
         sigaddset(&signals, SIGTERM);
         sigprocmask(SIG_BLOCK, &signals, nullptr);
-        m_signals = signalfd(-1, &signals, SFD_CLOEXEC);
+        m_file = signalfd(-1, &signals, SFD_CLOEXEC);
+        if (m_file < 0) throw std::runtime_error("this system cannot wait for signals");
+    }
+    ~EndSignals() { close(m_file); }
+    EndSignals(const EndSignals&) = delete;
+    EndSignals& operator=(const EndSignals&) = delete;
+
+    int File() const { return m_file; }
+    bool Came() const {
+        pollfd file{m_file, POLLIN, 0};
+        return poll(&file, 1, 0) > 0;
+    }
+
+ private:
+    int m_file = -1;
+};
+
+// Wakes up when something may have changed, or somebody wants an end.
+class Watcher {
+ public:
+    Watcher(const fs::path& device, const fs::path& folder, const EndSignals& signals) : m_signals(signals.File()) {
         m_changes = inotify_init1(IN_CLOEXEC | IN_NONBLOCK);
-        if (m_signals < 0 || m_changes < 0) throw std::runtime_error("this system cannot watch files");
+        if (m_changes < 0) throw std::runtime_error("this system cannot watch files");
         // Whoever only looks at a volume makes and removes its log, but writes nothing into it.
         m_device = inotify_add_watch(m_changes, device.c_str(), IN_MODIFY);
         if (inotify_add_watch(m_changes, folder.c_str(), IN_CLOSE_WRITE | IN_MOVE | IN_DELETE | IN_DELETE_SELF) < 0 ||
             m_device < 0) {
+            close(m_changes);
             throw std::runtime_error("cannot watch " + device.string() + " and " + folder.string());
         }
     }
-    ~Watcher() {
-        close(m_signals);
-        close(m_changes);
-    }
+    ~Watcher() { close(m_changes); }
     Watcher(const Watcher&) = delete;
     Watcher& operator=(const Watcher&) = delete;
 
@@ -116,17 +134,17 @@ class Watcher {
         return concerns;
     }
 
-    int m_signals = -1;
+    int m_signals;
     int m_changes = -1;
     int m_device = -1;
 };
 
 // Until both sides stand still: what somebody changes while a synchronisation runs needs another one.
-Moment Settle(const Common& common, const SyncOptions& options) {
+Moment Settle(const Common& common, const SyncOptions& options, const EndSignals& signals) {
     Moment before;
-    for (int round = 0; round < kMostRounds; ++round) {
+    for (int round = 0; round < kMostRounds && !signals.Came(); ++round) {
         before = Now(common.device, options.folder);
-        const sync::Report report = Synchronise(common, options);
+        const sync::Report report = Synchronise(common, options, [&signals] { return signals.Came(); });
         const bool wrote = Wrote(report.counts);
         if (wrote || (round == 0 && !report.Complete())) PrintReport(report, common.output);
         std::fflush(stdout);
@@ -138,8 +156,12 @@ Moment Settle(const Common& common, const SyncOptions& options) {
 }  // namespace
 
 ExitCode Watch(const Common& common, const SyncOptions& options, unsigned idleSeconds) {
-    Moment last = Settle(common, options);
-    Watcher watcher(common.device, options.folder);
+    const EndSignals signals;
+    Moment last = Settle(common, options, signals);
+    if (signals.Came()) return kDone;
+    SyncOptions later = options;
+    later.force = false;
+    Watcher watcher(common.device, options.folder, signals);
     bool retry = Now(common.device, options.folder) != last;
     for (;;) {
         if (!retry) {
@@ -149,7 +171,8 @@ ExitCode Watch(const Common& common, const SyncOptions& options, unsigned idleSe
         }
         retry = false;
         try {
-            last = Settle(common, options);
+            last = Settle(common, later, signals);
+            if (signals.Came()) return kDone;
         } catch (const sync::RefusedForSafety&) {
             throw;
         } catch (const PairingRefused&) {

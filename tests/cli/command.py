@@ -108,3 +108,13 @@ class CommandTest(unittest.TestCase):
         text = path.read_bytes()
         self.assertIn(old.encode(), text)
         path.write_bytes(text.replace(old.encode(), new.encode()))
+
+    def help_commands(self):
+        """The commands that the help lists, in its order."""
+        overview = self.out("--help")
+        return re.findall(r"^  ([a-z]+) ", overview[re.search("(?i)subcommands:", overview).end() :], re.M)
+
+    def help_options(self, *command):
+        """The options that a command's help lists, or those common to all."""
+        lines = re.findall(r"^  (-\S+)", self.out(*command, "--help"), re.M)
+        return {name for line in lines for name in line.split(",")}

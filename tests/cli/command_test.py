@@ -82,6 +82,54 @@ class DryRun(CommandTest):
         self.assertEqual(tree(self.place), before)
 
 
+class Scratch(CommandTest):
+    """What a rehearsal that was killed leaves is removed by the next one, and by no other before."""
+
+    def folders(self):
+        return list(self.place.glob("kezsync-scratch-*"))
+
+    def start(self, *words):
+        """A run that stands still in the middle of its work."""
+        process = subprocess.Popen([KEZSYNC, *words], env=self.environment, stdout=subprocess.DEVNULL)
+        self.addCleanup(process.wait)
+        self.addCleanup(process.kill)
+        while not self.folders():
+            self.assertIsNone(process.poll())
+        process.send_signal(signal.SIGSTOP)
+        return process
+
+    def test_goes_when_its_run_is_killed_and_another_comes(self):
+        self.people(*(f"Person N{number:03}" for number in range(200)))
+        for words in (["sync", self.folder, "--dry-run"], ["status", self.folder]):
+            self.sync()
+            process = self.start(*words)
+            [mine] = self.folders()
+            self.out("status", self.folder)
+            self.assertEqual(self.folders(), [mine])
+            process.kill()
+            process.wait()
+            self.assertEqual(self.folders(), [mine])
+            self.out("status", self.folder)
+            self.assertEqual(self.folders(), [])
+
+    def test_a_folder_that_is_not_ours_stays(self):
+        self.people("Ada Lovelace")
+        self.sync()
+        (self.place / "kezsync-scratch-file").touch()
+        (self.place / "kezsync-scratch-link").symlink_to(self.folder)
+        (self.place / "kezsync-test-other").mkdir()
+        before = set(self.folders())
+        self.out("status", self.folder)
+        self.assertEqual(set(self.folders()), before)
+        self.assertTrue((self.place / "kezsync-test-other").exists())
+
+    def test_without_a_place_for_it_names_the_place(self):
+        self.people("Ada Lovelace")
+        self.sync()
+        self.environment["TMPDIR"] = str(self.write("no-folder", ""))
+        self.assertIn("temporary", self.error("status", self.folder, code=FAILED))
+
+
 class Status(CommandTest):
     def test_tells_what_changed_on_each_side_and_clears_nothing(self):
         self.people("Ada Lovelace", "Alan Turing", "Emmy Noether", "Grace Hopper")
@@ -554,6 +602,27 @@ class Output(CommandTest):
         (self.place / "config/kezsync/config").unlink()
         self.assertEqual(self.out("list", "--config", self.write("mine", f"device={device}\n")), expected)
 
+    def test_json_is_one_document_of_every_command(self):
+        made = self.json("init", self.device, "--time-zone", "Europe/Berlin")
+        self.assertEqual(made, {"device": str(self.device), "timeZone": "Europe/Berlin"})
+        people = "".join(card(name) for name in ("Ada Lovelace", "Alan Turing", "Emmy Noether"))
+        self.assertEqual(len(self.json("import", self.write("people.vcf", people))), 3)
+        oid = self.oid("Ada Lovelace")
+        self.assertEqual(self.json("set", oid, "JobTitle=Countess")["fields"]["JobTitle"], "Countess")
+        self.assertEqual(self.json("show", oid)["title"], "Ada Lovelace")
+        self.assertEqual(self.json("delete", oid, 77, code=PARTLY), {"deleted": [oid], "missing": [77]})
+        self.assertEqual(self.json("delete", 77, code=FAILED), {"deleted": [], "missing": [77]})
+        done = self.json("export", self.place / "copy")
+        self.assertEqual(done, {"folder": str(self.place / "copy"), "exported": 2, "problems": []})
+        self.sync()
+        self.edit("Alan Turing", "END:VCARD", "TITLE:Reader\r\nEND:VCARD")
+        self.run_command("set", self.oid("Alan Turing"), "JobTitle=Fellow")
+        self.sync("--conflict", "skip", code=PARTLY)
+        self.assertEqual(self.json("resolve", self.folder, "Alan Turing", "device")["choice"], "device")
+        self.assertEqual(self.json("conflicts", self.folder)[0]["choice"], "device")
+        self.assertEqual(self.json("purge", "all", "--force"), {"purged": "all"})
+        self.assertEqual(self.json("list"), [])
+
     def test_quiet_says_nothing_and_verbose_says_all(self):
         self.people("Ada Lovelace")
         self.assertEqual(self.out("sync", self.folder, "--quiet"), "")
@@ -575,31 +644,16 @@ class Output(CommandTest):
 
     def test_every_command_explains_itself_with_an_example(self):
         overview = self.out("--help")
-        listing = overview[overview.index("Subcommands:" if "Subcommands:" in overview else "SUBCOMMANDS:") :]
-        commands = re.findall(r"^  ([a-z]+) ", listing, re.M)
-        self.assertGreaterEqual(len(commands), 17)
-        for command in commands:
-            text = self.out(command, "--help")
+        commands = self.help_commands()
+        self.assertGreaterEqual(len(commands), 19)
+        for command in [*commands, "packet dump", "packet diff"]:
+            text = self.out(*command.split(), "--help")
             self.assertIn(f"kezsync {command}", text, command)
             self.assertIn("Example:", text, command)
         self.assertIn("Exit codes:", overview)
 
     def test_the_version_is_told(self):
         self.assertRegex(self.out("--version"), r"^kezsync \d+\.\d+\.\d+\n$")
-
-    def test_completions_name_every_command(self):
-        commands = {"sync", "status", "check", "list", "resolve", "packet"}
-        for shell in ("bash", "zsh", "fish"):
-            script = self.out("completion", shell)
-            for command in commands:
-                self.assertIn(command, script)
-        script = self.write("completion", self.out("completion", "bash"))
-        done = subprocess.run(
-            ["bash", "-c", f'. {script}; COMP_WORDS=(kezsync sta); COMP_CWORD=1; _kezsync; echo "${{COMPREPLY[@]}}"'],
-            capture_output=True,
-            text=True,
-        )
-        self.assertEqual(done.stdout, "status\n")
 
     def test_show_set_and_fingerprint(self):
         self.people("Ada Lovelace")
@@ -632,6 +686,104 @@ class Output(CommandTest):
         self.assertTrue(all("FindObjects" in line for line in found))
         self.sync("--log-level", 0)
         self.assertEqual(len(self.out("log").splitlines()), len(everything))
+
+
+class Log(CommandTest):
+    LINES = [
+        "",
+        "************************ 2026/03/02 10:00:00.000 *******************",
+        "",
+        "0302 10:00:00.001 FindObjects +",
+        "0302 10:00:00.002   Open +",
+        "0302 10:00:00.003     Opened Delta table: 7",
+        "0302 10:00:00.004   Open -",
+        "0302 10:00:00.005   two",
+        "lines",
+        "0302 10:00:00.006 FindObjects -",
+        "0302 10:00:00.007 Open (nothing to do)",
+        "0302 10:00:00.008   Stray",
+        "0302 10:00:00.009 FindObjects +",
+        "0302 10:00:00.010 ReportStatus",
+    ]
+
+    def setUp(self):
+        super().setUp()
+        self.init()
+        self.log(self.LINES)
+
+    def log(self, lines, name="DevLog.txt"):
+        return self.write(f"device/{name}", "".join(line + "\r\n" for line in lines))
+
+    def shown(self, *words):
+        """The numbers of the lines that are shown."""
+        return [self.LINES.index(line) for line in self.out("log", *words).splitlines()]
+
+    def test_is_shown_as_it_is(self):
+        self.assertEqual(self.out("log").splitlines(), self.LINES)
+
+    def test_of_before_is_kept(self):
+        self.log(["0301 10:00:00.000 Yesterday"], "DevLog-.txt")
+        self.assertEqual(self.out("log", "--previous"), "0301 10:00:00.000 Yesterday\n")
+
+    def test_an_operation_is_shown_with_what_it_called(self):
+        self.assertEqual(self.shown("--operation", "FindObjects"), [3, 4, 5, 6, 7, 8, 9, 12])
+        self.assertEqual(self.shown("--operation", "Open"), [4, 5, 6, 10])
+        self.assertEqual(self.shown("--operation", "Nothing"), [])
+
+    def test_a_level_is_a_depth_of_calls(self):
+        self.assertEqual(self.shown("--level", 0), [0, 1, 0, 3, 9, 10, 12, 13])
+        self.assertEqual(self.shown("--operation", "FindObjects", "--level", 0), [3, 9, 12])
+        self.assertEqual(self.shown("--operation", "FindObjects", "--level", 1), [3, 4, 6, 7, 8, 9, 12])
+        self.assertEqual(self.shown("--operation", "Opened", "--level", 0), [5])
+
+    def test_a_last_trace_without_a_first_one_ends_no_operation(self):
+        lines = ["  Db::Get+", "  Packet::Next -", "  Db::Get step", "Db::Get done -", "After"]
+        self.log(["0302 10:00:00.000 " + line for line in lines])
+        shown = [line["text"] for line in self.json("log", "--operation", "Get", "--level", 0)]
+        self.assertEqual(shown, ["Db::Get+", "Db::Get done -"])
+        shown = [line["text"] for line in self.json("log", "--operation", "Get")]
+        self.assertEqual(shown, [line.strip() for line in lines[:4]])
+
+    def test_lines_are_picked_by_text_and_by_pattern(self):
+        self.assertEqual(self.shown("--contains", "Open"), [4, 5, 6, 10])
+        self.assertEqual(self.shown("--grep", "^Open.*[+-]$"), [4, 6])
+        self.assertEqual(self.shown("--grep", "table: [0-9]+", "--operation", "FindObjects"), [5])
+        self.assertEqual(self.shown("--contains", "0302", "--level", 0), [3, 9, 10, 12, 13])
+        self.assertIn("--grep", self.error("log", "--grep", "(", code=WRONG_USAGE))
+
+    def test_json_tells_time_depth_and_text(self):
+        lines = self.json("log")
+        self.assertEqual(len(lines), len(self.LINES))
+        self.assertEqual(lines[5], {"time": "0302 10:00:00.003", "depth": 2, "text": "Opened Delta table: 7"})
+        self.assertEqual(lines[8], {"time": "", "depth": 1, "text": "lines"})
+
+    def test_is_followed_as_it_grows_and_begins_anew(self):
+        process = subprocess.Popen(
+            [KEZSYNC, "log", "--follow", "--contains", "0302"], env=self.environment, stdout=subprocess.PIPE, text=True
+        )
+        self.addCleanup(process.stdout.close)
+        self.addCleanup(process.wait)
+        self.addCleanup(process.kill)
+        wanted = [line for line in self.LINES if "0302" in line]
+        self.assertEqual([process.stdout.readline().rstrip("\n") for _ in wanted], wanted)
+        path = self.device / "DevLog.txt"
+        with open(path, "ab") as log:
+            log.write(b"0302 10:00:01.000 Half")
+            log.flush()
+            log.write(b" a line\r\n")
+        self.assertEqual(process.stdout.readline(), "0302 10:00:01.000 Half a line\n")
+        path.rename(self.device / "DevLog-.txt")
+        self.log(["0302 10:00:02.000 A new log"])
+        self.assertEqual(process.stdout.readline(), "0302 10:00:02.000 A new log\n")
+
+    def test_nests_what_a_synchronisation_did(self):
+        self.run_command("import", self.write("people.vcf", card("Ada Lovelace")), "--quiet")
+        self.sync("--log-level", 100)
+        whole = self.json("log")
+        self.assertGreater(max(line["depth"] for line in whole), 2)
+        part = self.json("log", "--operation", "GetPacket", "--level", 0)
+        self.assertTrue(part and all("GetPacket" in line["text"] for line in part))
+        self.assertLess(len(part), len(self.json("log", "--operation", "GetPacket")))
 
 
 class Undo(CommandTest):
@@ -773,14 +925,6 @@ class Install(CommandTest):
         self.assertEqual(json.loads(done.stdout)["summary"]["received"], 1)
 
 
-class ManPage(CommandTest):
-    def test_names_every_command(self):
-        page = (pathlib.Path(__file__).parents[2] / "docs/kezsync.1").read_text()
-        overview = self.out("--help")
-        for command in re.findall(r"^  ([a-z]+) ", overview[re.search("(?i)subcommands:", overview).end() :], re.M):
-            self.assertRegex(page, rf'(?m)^\.B[IR] "?{command}\b')
-
-
 class Watch(CommandTest):
     def start(self, *words):
         process = subprocess.Popen(
@@ -821,3 +965,47 @@ class Watch(CommandTest):
         for path in self.folder.glob("*.vcf"):
             path.unlink()
         self.assertEqual(process.wait(20), REFUSED)
+
+    def test_a_signal_in_its_first_synchronisation_ends_it_in_order(self):
+        self.people(*(f"Person N{number:03}" for number in range(200)))
+        for end in (signal.SIGTERM, signal.SIGINT):
+            process = self.start("--quiet")
+            lock = self.folder / ".kezsync.lock"
+            while not lock.exists() or lock.read_text() != str(process.pid):
+                self.assertIsNone(process.poll())
+            process.send_signal(end)
+            self.assertEqual(process.wait(20), DONE)
+            self.assertEqual(list(self.folder.glob(".kez-*")), [])
+        self.sync()
+        self.assertEqual(len(list(self.folder.glob("*.vcf"))), 200)
+        self.assertEqual(len(self.titles()), 200)
+
+    def test_takes_the_options_of_sync(self):
+        self.people("Ada Lovelace", "Alan Turing")
+        self.sync()
+        self.edit("Ada Lovelace", "END:VCARD", "TITLE:Countess\r\nEND:VCARD")
+        self.run_command("set", self.oid("Ada Lovelace"), "JobTitle=Programmer")
+        self.out("watch", self.folder, "--once-idle", 1, "--conflict", "folder", "--type", "contacts")
+        self.assertEqual(self.fields("Ada Lovelace")["JobTitle"], "Countess")
+        for path in self.folder.glob("*.vcf"):
+            path.unlink()
+        self.run_command("watch", self.folder, "--once-idle", 1, "--max-deleted", 90, code=REFUSED)
+        self.out("watch", self.folder, "--once-idle", 1, "--force", "--durability", "none", "--log-level", 50)
+        self.assertEqual(self.titles(), [])
+        self.assertTrue(self.out("log"))
+
+    def test_forces_its_first_synchronisation_only(self):
+        self.people("Ada Lovelace", "Alan Turing")
+        self.sync()
+        process = self.start("--force", "--once-idle", "20")
+        self.run_command("set", self.oid("Ada Lovelace"), "JobTitle=Countess")
+        self.await_line(process, "Ada Lovelace")
+        for path in self.folder.glob("*.vcf"):
+            path.unlink()
+        self.assertEqual(process.wait(20), REFUSED)
+        self.assertEqual(self.titles(), ["Ada Lovelace", "Alan Turing"])
+
+    def test_has_nobody_to_ask(self):
+        self.init()
+        result = self.run_command("watch", self.folder, "--conflict", "ask", code=WRONG_USAGE)
+        self.assertIn("--conflict", result.stderr)
