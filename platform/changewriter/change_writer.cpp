@@ -1,6 +1,8 @@
 // From the journal into the tables.
 #include "platform/changewriter/change_writer.h"
 
+#include <algorithm>
+#include <atomic>
 #include <cstdio>
 #include <fstream>
 #include <map>
@@ -43,12 +45,25 @@ struct KeepLastError {
     ~KeepLastError() { SetLastError(error); }
 };
 
-// The setting under which the change volume keeps how far the journal of a PIM volume was carried over.
-std::string CarriedSetting(Volume& pim) {
-    char name[40];
-    std::snprintf(name, sizeof name, "carried-%016llx", static_cast<unsigned long long>(pim.Identity()));
-    return name;
-}
+// Settings of the PIM volume: the number of the last run that set out to carry something over, and of the one before,
+// which holds where that run did not come to its end.
+constexpr const char* kRun = "carry";
+constexpr const char* kRunBefore = "carry-before";
+
+// Settings of the change volume, for one PIM volume each: the number of the last run that carried something over, how
+// far it came in the journal, and the highest identifier that the PIM volume had given then.
+struct ChangeSettings {
+    explicit ChangeSettings(Volume& pim) {
+        char identity[20];
+        std::snprintf(identity, sizeof identity, "-%016llx", static_cast<unsigned long long>(pim.Identity()));
+        run = std::string("carry") + identity;
+        carried = std::string("carried") + identity;
+        identifiers = std::string("identifiers") + identity;
+    }
+    std::string run;
+    std::string carried;
+    std::string identifiers;
+};
 
 bool IsOldEnough(const JournalEntry& entry, Delay delay, std::uint64_t now) {
     if (entry.time > now) return true;  // the clock was set back: no reason to wait until it catches up
@@ -92,22 +107,49 @@ void Note(const JournalEntry& entry, Outcomes& outcomes) {
     deleted = deleted || entry.action == JournalAction::Deleted;
 }
 
+// Which of the two volumes was put back to an older copy of itself.
+enum class Older { Neither, Pim, Changes };
+
 struct Carried {
     std::size_t entries = 0;
     std::int64_t upTo = 0;
+    std::int64_t run = 0;
+    bool markedAll = false;
 };
+
+// A run that did not come to its end has a number that the change volume never had: the one before decides.
+Older Compare(std::int64_t run, std::int64_t runBefore, std::int64_t carriedRun) {
+    if (carriedRun == run || carriedRun == runBefore) return Older::Neither;
+    return carriedRun > runBefore ? Older::Pim : Older::Changes;
+}
+
+// The PIM volume, by identity and run, that this process last found to go with its change volume: without news there
+// is no need to look again.
+std::atomic<std::uint64_t> g_known{0};
+
+std::uint64_t KnownAs(Volume& pim) {
+    return pim.Identity() + static_cast<std::uint64_t>(pim.Setting(kRun).value_or(0));
+}
+
+// Of a PIM volume without entries in its journal.
+bool NeedsNoLook(Volume& pim) {
+    return KnownAs(pim) == g_known || (!pim.Setting(kRun) && !Volume::Exists(kChangeVolume));
+}
 
 // Holding the change volume's write lock from its first statement on, so that of several writers each begins where
 // the one before has ended.
 Carried CarryOver(const std::shared_ptr<Volume>& pim, const std::shared_ptr<Volume>& changes, Delay delay) {
     const std::map<CEOID, CEOID> tables = TablesByDatabase(*pim, *changes);
-    const std::string setting = CarriedSetting(*pim);
+    const ChangeSettings settings(*pim);
     const std::uint64_t now = control::Now();
     Transaction transaction(changes);
+    const std::int64_t carriedRun = changes->Setting(settings.run).value_or(0);
+    const std::int64_t run = pim->Setting(kRun).value_or(0);
+    const std::int64_t runBefore = pim->Setting(kRunBefore).value_or(0);
+    const Older older = Compare(run, runBefore, carriedRun);
     Carried carried;
-    carried.upTo = changes->Setting(setting).value_or(0);
-    // A PIM volume that was put back from an older copy gives its numbers again.
-    if (pim->LastJournalSequence() < carried.upTo) carried.upTo = 0;
+    carried.run = carriedRun;
+    if (older == Older::Neither) carried.upTo = changes->Setting(settings.carried).value_or(0);
     Outcomes outcomes;
     for (bool more = true; more;) {
         const std::vector<JournalEntry> entries = pim->ReadJournal(carried.upTo, kEntriesAtOnce);
@@ -122,13 +164,39 @@ Carried CarryOver(const std::shared_ptr<Volume>& pim, const std::shared_ptr<Volu
             ++carried.entries;
         }
     }
+    if (!carried.entries && older == Older::Neither) return carried;
+    if (older == Older::Pim) {
+        pim->SkipIdentifiers(static_cast<CEOID>(changes->Setting(settings.identifiers).value_or(0)));
+    }
+    carried.markedAll = older == Older::Changes;
+    if (carried.markedAll) {
+        for (const auto& [database, table] : tables) {
+            for (const CEOID item : *pim->OrderedOids(database, -1)) outcomes.emplace(std::pair(database, item), false);
+        }
+    }
     for (const auto& [item, deleted] : outcomes) {
         const auto table = tables.find(item.first);
         if (table != tables.end() && table->second) Mark(*changes, table->second, item.second, deleted);
     }
-    if (carried.entries) changes->SetSetting(setting, carried.upTo);
+    carried.run = std::max(run, carriedRun) + 1;
+    {
+        Transaction begun(pim);
+        pim->SetSetting(kRun, carried.run);
+        pim->SetSetting(kRunBefore, older == Older::Neither ? carriedRun : runBefore);
+        begun.Commit();
+    }
+    changes->SetSetting(settings.run, carried.run);
+    changes->SetSetting(settings.carried, carried.upTo);
+    changes->SetSetting(settings.identifiers, pim->LastIdentifier());
     transaction.Commit();
     return carried;
+}
+
+void Trim(const std::shared_ptr<Volume>& pim, const Carried& carried) {
+    Transaction transaction(pim);
+    pim->TrimJournal(carried.upTo);
+    if (pim->Setting(kRun) == carried.run) pim->SetSetting(kRunBefore, carried.run);
+    transaction.Commit();
 }
 
 // The host's own file calls: a fault that is planned for the provider's CreateFileW is not the writer's.
@@ -152,15 +220,15 @@ std::size_t Drain(Delay delay) {
     {
         const auto pim = Volume::OpenApart(kPimVolume);
         EnableJournals(*pim);
-        if (pim->ReadJournal(0, 1).empty()) return 0;
+        if (pim->ReadJournal(0, 1).empty() && NeedsNoLook(*pim)) return 0;
         if (!Volume::Exists(kChangeVolume)) CreateChangeTables();
         const auto changes = Volume::OpenApart(kChangeVolume);
         carried = CarryOver(pim, changes, delay);
         // Entries that a writer carried over before it was killed want the trigger file as well.
-        if (HasEntriesUpTo(*pim, carried.upTo)) {
-            dropped = DropTriggerFile();
-            if (dropped) pim->TrimJournal(carried.upTo);
-        }
+        const bool tell = carried.markedAll || HasEntriesUpTo(*pim, carried.upTo);
+        if (tell) dropped = DropTriggerFile();
+        if (dropped) Trim(pim, carried);
+        if (dropped || !tell) g_known = KnownAs(*pim);
     }
     FileNotification notify;
     {

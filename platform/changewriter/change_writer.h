@@ -4,6 +4,12 @@
 // Every entry of the journal takes effect once, whatever is killed when and however many writers run: the number of
 // the last entry that was carried over is kept in the change tables' volume and moves in the same transaction as the
 // tables. An entry leaves the journal only after the trigger file was dropped for it.
+//
+// Either volume may be put back to an older copy of itself without the other. Both keep the number of the last run
+// that carried something over, so the next run sees which one is older: where it is the volume of items, its whole
+// journal is carried over, whatever its numbers, and identifiers that were given since the copy was made are not given
+// again; where it is the change tables (or they are gone), what they were told since is unknown, and every item is
+// marked as changed.
 #pragma once
 
 #include <windbase.h>

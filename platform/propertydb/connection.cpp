@@ -259,6 +259,12 @@ CEOID Connection::NewOid() {
     return ++m_lastOid;
 }
 
+void Connection::SkipOids(CEOID upTo) {
+    if (upTo <= m_lastOid) return;
+    m_lastOid = upTo;
+    m_numbersGiven = true;
+}
+
 // The number of a journal entry; the triggers ask for it.
 void Connection::NextChange(sqlite3_context* context, int, sqlite3_value**) {
     auto* self = static_cast<Connection*>(sqlite3_user_data(context));

@@ -91,6 +91,7 @@ class Connection {
     // --- Counters, inside a write ---
     CEOID NewOid();
     std::int64_t LastChange();  // the highest number that a journal entry ever had, trimmed or not
+    void SkipOids(CEOID upTo);  // none of them is given any more
     void Count(CEOID database, int records, std::int64_t bytes);  // notes a change of the database
     void Tell(UINT kind, CEOID oid, CEOID parent);
     DatabaseState State(CEOID database) { return State(database, CurrentStamp()); }

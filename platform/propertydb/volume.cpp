@@ -140,6 +140,21 @@ DatabaseState Volume::State(CEOID database) {
     return m_private->connection->State(database);
 }
 
+// --- Identifiers --------------------------------------------------------------------------------------------
+
+CEOID Volume::LastIdentifier() {
+    Connection& connection = *m_private->connection;
+    ReadScope scope(connection);
+    Query query(connection.Fixed("SELECT last_number FROM state WHERE database = 0"));
+    return query.Step() ? static_cast<CEOID>(query.Number(0)) : 0;
+}
+
+void Volume::SkipIdentifiers(CEOID upTo) {
+    WriteScope scope(*m_private->connection);
+    m_private->connection->SkipOids(upTo);
+    scope.Commit();
+}
+
 // --- Records ------------------------------------------------------------------------------------------------
 
 CEOID Volume::DatabaseOf(CEOID record) {

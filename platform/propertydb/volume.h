@@ -108,6 +108,11 @@ class Volume : public std::enable_shared_from_this<Volume> {
     std::vector<CEOID> Databases();  // ascending
     DatabaseState State(CEOID database);
 
+    // --- Identifiers ---
+    CEOID LastIdentifier();  // the highest ever given in this volume
+    // Identifiers up to and with this one are given to nobody any more.
+    void SkipIdentifiers(CEOID upTo);
+
     // --- Records ---
     CEOID DatabaseOf(CEOID record);  // 0 where there is no such record
     // All properties; nothing where the database has no such record.

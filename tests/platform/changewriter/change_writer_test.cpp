@@ -17,11 +17,16 @@ namespace {
 using namespace kez::changewriter;
 using propertydb::PropertySet;
 using propertydb::Volume;
+using ::testing::_;
 using ::testing::ElementsAre;
 using ::testing::Pair;
 using ::testing::UnorderedElementsAre;
 
 constexpr CEPROPID kName = 0x0001001F;
+
+int RunProgram(const std::string& arguments) {
+    return WEXITSTATUS(std::system((std::string(KEZ_CHANGE_WRITER) + " " + arguments + " 2>/dev/null").c_str()));
+}
 
 class ChangeWriter : public ::testing::Test {
  protected:
@@ -60,6 +65,31 @@ class ChangeWriter : public ::testing::Test {
         ASSERT_TRUE(changes->Update(database, record, {{partner, state}}));
     }
 
+    // Every partner has heard of everything.
+    void ForgetStates() {
+        const auto changes = Volume::Open(kChangeVolume);
+        for (const ChangeTable& table : kChangeTables) {
+            const CEOID database = changes->FindDatabase(table.table);
+            for (const CEOID record : *changes->OrderedOids(database)) {
+                changes->Update(database, record,
+                                {{kStateOfPartner0, std::int64_t{0}}, {kStateOfOthers, std::int64_t{0}}});
+            }
+        }
+    }
+
+    // A copy of a volume that nobody has open: the only file of it is the volume itself.
+    void Copy(const std::string& volume) {
+        m_pim.reset();
+        std::filesystem::copy_file(m_device.Folder() / volume, m_device.Folder() / (volume + ".copy"));
+        m_pim = Volume::Open(kPimVolume);
+    }
+    void PutBack(const std::string& volume) {
+        m_pim.reset();
+        std::filesystem::rename(m_device.Folder() / (volume + ".copy"), m_device.Folder() / volume);
+        m_pim = Volume::Open(kPimVolume);
+    }
+
+    LiveCountsCheck m_nothingLeft;
     TestDevice m_device;
     std::shared_ptr<Volume> m_pim;
     CEOID m_contacts = 0;
@@ -216,18 +246,119 @@ TEST_F(ChangeWriter, ManyEntriesAreCarriedOverInOneRun) {
     EXPECT_EQ(Contacts().size(), 2500u);
 }
 
-TEST_F(ChangeWriter, APimVolumePutBackFromACopyIsCarriedOverAgain) {
-    m_pim->Flush();
-    m_pim.reset();
-    std::filesystem::copy_file(m_device.Folder() / "pim.vol", m_device.Folder() / "copy");
-    m_pim = Volume::Open(kPimVolume);
+// --- A volume that was put back to an older copy of itself --------------------------------------------------
+
+TEST_F(ChangeWriter, WhatChangesOnAnOlderPimVolumeIsCarriedOverAlthoughItsNumbersWereThereBefore) {
+    m_pim->Insert(m_contacts, {{kName, u"Ann"}});
+    Drain();
+    Copy("pim.vol");
     for (int i = 0; i < 3; ++i) m_pim->Insert(m_contacts, {{kName, u"Ann"}});
     EXPECT_EQ(Drain(), 3u);
-    m_pim.reset();
-    std::filesystem::rename(m_device.Folder() / "copy", m_device.Folder() / "pim.vol");
-    m_pim = Volume::Open(kPimVolume);
-    m_pim->Insert(m_contacts, {{kName, u"Bob"}});
+    PutBack("pim.vol");
+    // One entry more than there were: the last one has a number that is new even so.
+    States marked;
+    for (int i = 0; i < 4; ++i) marked[m_pim->Insert(m_contacts, {{kName, u"Bob"}})] = {1, 1};
+    ForgetStates();
+    EXPECT_EQ(Drain(), 4u);
+    EXPECT_THAT(Contacts(), ::testing::IsSupersetOf(marked));
+    EXPECT_EQ(Drain(), 0u);
+}
+
+TEST_F(ChangeWriter, WhatChangedOnAnOlderPimVolumeBeforeItsCopyWasCarriedOverIsMarkedAgain) {
+    const CEOID ann = m_pim->Insert(m_contacts, {{kName, u"Ann"}});
+    Copy("pim.vol");
+    Drain();
+    PutBack("pim.vol");
+    ForgetStates();
     EXPECT_EQ(Drain(), 1u);
+    EXPECT_THAT(Contacts(), ElementsAre(Pair(ann, Pair(1, 1))));
+}
+
+TEST_F(ChangeWriter, AnOlderPimVolumeGivesNoIdentifierAgainOnceTheWriterHasSeenIt) {
+    Copy("pim.vol");
+    CEOID last = 0;
+    for (int i = 0; i < 3; ++i) last = m_pim->Insert(m_contacts, {{kName, u"Ann"}});
+    Drain();
+    PutBack("pim.vol");
+    Drain();
+    EXPECT_EQ(m_pim->Insert(m_contacts, {{kName, u"Bob"}}), last + 1);
+}
+
+TEST_F(ChangeWriter, ItemsOfAnOlderPimVolumeThatNobodyTouchedAreNotMarked) {
+    m_pim->Insert(m_contacts, {{kName, u"Ann"}});
+    Drain();
+    Copy("pim.vol");
+    const CEOID bob = m_pim->Insert(m_contacts, {{kName, u"Bob"}});
+    Drain();
+    ForgetStates();
+    PutBack("pim.vol");
+    Drain();
+    const CEOID cid = m_pim->Insert(m_contacts, {{kName, u"Cid"}});
+    Drain();
+    EXPECT_THAT(Contacts(), ElementsAre(Pair(_, Pair(0, 0)), Pair(bob, Pair(0, 0)), Pair(cid, Pair(1, 1))));
+}
+
+TEST_F(ChangeWriter, BehindOlderChangeTablesEveryItemIsMarked) {
+    const CEOID ann = m_pim->Insert(m_contacts, {{kName, u"Ann"}});
+    Drain();
+    ForgetStates();
+    Copy("KezDBNotify.vol");
+    const CEOID bob = m_pim->Insert(m_contacts, {{kName, u"Bob"}});
+    const CEOID task = m_pim->Insert(m_tasks, {{kName, u"Shop"}});
+    Drain();
+    PutBack("KezDBNotify.vol");
+    m_pim->Delete(m_contacts, ann);
+    EXPECT_EQ(Drain(), 1u);
+    EXPECT_THAT(Contacts(), ElementsAre(Pair(ann, Pair(2, 2)), Pair(bob, Pair(1, 1))));
+    EXPECT_THAT(StatesOf(TEXT("\\KEZDeltaT")), ElementsAre(Pair(task, Pair(1, 1))));
+    ForgetStates();
+    m_pim->Update(m_contacts, bob, {{kName, u"Bobby"}});
+    EXPECT_EQ(Drain(), 1u);
+    EXPECT_THAT(Contacts(), ElementsAre(Pair(ann, Pair(0, 0)), Pair(bob, Pair(1, 1)))) << "it is settled now";
+    EXPECT_THAT(StatesOf(TEXT("\\KEZDeltaT")), ElementsAre(Pair(task, Pair(0, 0))));
+}
+
+TEST_F(ChangeWriter, WithoutTheirChangeTablesEveryItemIsMarkedEvenWhereTheJournalIsEmpty) {
+    const CEOID ann = m_pim->Insert(m_contacts, {{kName, u"Ann"}});
+    Drain();
+    std::filesystem::remove(m_device.Folder() / "KezDBNotify.vol");
+    std::filesystem::remove(m_device.Folder() / "KezChgFile.kez");
+    EXPECT_EQ(RunProgram("--once " + m_device.Folder().string()), 0);
+    EXPECT_THAT(Contacts(), ElementsAre(Pair(ann, Pair(1, 1))));
+    EXPECT_TRUE(m_device.Exists("KezChgFile.kez"));
+}
+
+TEST_F(ChangeWriter, BothVolumesOfOneCopyAreAsTheyWere) {
+    const CEOID ann = m_pim->Insert(m_contacts, {{kName, u"Ann"}});
+    Drain();
+    ForgetStates();
+    Copy("pim.vol");
+    Copy("KezDBNotify.vol");
+    m_pim->Insert(m_contacts, {{kName, u"Bob"}});
+    Drain();
+    PutBack("pim.vol");
+    PutBack("KezDBNotify.vol");
+    Drain();
+    EXPECT_THAT(Contacts(), ElementsAre(Pair(ann, Pair(0, 0))));
+    const CEOID cid = m_pim->Insert(m_contacts, {{kName, u"Cid"}});
+    EXPECT_EQ(Drain(), 1u);
+    EXPECT_THAT(Contacts(), ElementsAre(Pair(ann, Pair(0, 0)), Pair(cid, Pair(1, 1))));
+}
+
+TEST_F(ChangeWriter, ARunThatWasCutOffIsNoSignOfAnOlderCopy) {
+    const CEOID ann = m_pim->Insert(m_contacts, {{kName, u"Ann"}});
+    Drain();
+    ForgetStates();
+    // Cut off after it had announced itself: the tables have nothing of it.
+    Copy("KezDBNotify.vol");
+    const CEOID bob = m_pim->Insert(m_contacts, {{kName, u"Bob"}});
+    std::filesystem::remove(m_device.Folder() / "KezChgFile.kez");
+    std::filesystem::create_directory(m_device.Folder() / "KezChgFile.kez");
+    Drain();
+    PutBack("KezDBNotify.vol");
+    std::filesystem::remove(m_device.Folder() / "KezChgFile.kez");
+    EXPECT_EQ(Drain(), 1u);
+    EXPECT_THAT(Contacts(), ElementsAre(Pair(ann, Pair(0, 0)), Pair(bob, Pair(1, 1))));
 }
 
 TEST_F(ChangeWriter, TablesAreMadeOnceAndKeepWhatTheyHold) {
@@ -253,10 +384,6 @@ TEST(ChangeWriterAlone, ADeviceWithoutPimVolumeOrDatabasesHasNothingToDo) {
 }
 
 TEST(ChangeWriterAlone, WithoutADeviceThereIsNothingToDo) { EXPECT_EQ(Drain(), 0u); }
-
-int RunProgram(const std::string& arguments) {
-    return WEXITSTATUS(std::system((std::string(KEZ_CHANGE_WRITER) + " " + arguments + " 2>/dev/null").c_str()));
-}
 
 TEST_F(ChangeWriter, TheProgramCarriesOverOnceAndEnds) {
     const CEOID ann = m_pim->Insert(m_contacts, {{kName, u"Ann"}});
