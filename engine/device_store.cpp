@@ -208,6 +208,20 @@ sync::ReadResult DeviceStore::Read(ItemType type, const std::string& id) {
 
 // --- Writing ----------------------------------------------------------------------------------------------
 
+// Of a field that is a list, such as the deleted dates of a series, a device may take over what is new in it and keep
+// what should have gone: then it has both, and this says why.
+std::vector<std::string> DeviceStore::KeptBesideWanted(const std::string& name, const Item& wanted, const Item& held,
+                                                       const Item& back) const {
+    if (!held.fields.count(name)) return {};
+    std::vector<std::string> losses = m_codec.CannotClear({wanted.type, {{name, FieldOf(wanted, name)}}},
+                                                          {wanted.type, {{name, FieldOf(held, name)}}});
+    if (losses.empty()) return losses;
+    Item both = wanted;
+    both.fields[name] += "\t" + FieldOf(held, name);
+    if (FieldOf(m_codec.AsHeldByDevice(both), name) != FieldOf(back, name)) losses.clear();
+    return losses;
+}
+
 sync::WriteResult DeviceStore::WriteAndCheck(ItemType type, CEOID oid, const Item& wanted, const Item* held) {
     sync::WriteResult result;
     if (const std::string reason = m_codec.WhyNotHeld(wanted); !reason.empty()) {
@@ -256,7 +270,11 @@ sync::WriteResult DeviceStore::WriteAndCheck(ItemType type, CEOID oid, const Ite
     std::string refused;
     for (const auto& [name, value] : expected.fields) {
         const bool sent = !held || FieldOf(*held, name) != FieldOf(wanted, name);
-        if (sent && FieldOf(back.item, name) != value) refused += (refused.empty() ? "" : ", ") + name;
+        if (!sent || FieldOf(back.item, name) == value) continue;
+        std::vector<std::string> losses =
+            held ? KeptBesideWanted(name, wanted, *held, back.item) : std::vector<std::string>();
+        if (losses.empty()) refused += (refused.empty() ? "" : ", ") + name;
+        result.losses.insert(result.losses.end(), losses.begin(), losses.end());
     }
     if (held) {
         for (const auto& [name, value] : held->fields) {

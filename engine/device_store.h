@@ -40,6 +40,8 @@ class DeviceStore : public sync::Store {
     // The packet is written, the item read again and compared: what came back otherwise than a device gives it back
     // is a problem of the item.
     sync::WriteResult WriteAndCheck(sync::ItemType type, CEOID oid, const sync::Item& wanted, const sync::Item* held);
+    std::vector<std::string> KeptBesideWanted(const std::string& name, const sync::Item& wanted, const sync::Item& held,
+                                              const sync::Item& back) const;
     enum class Presence { There, Missing, Unknown };
     Presence LookFor(CEOID oid) const;
     sync::Problem NotRead(CEOID oid) const;

@@ -7,11 +7,13 @@
 #include <cstdio>
 #include <cstring>
 #include <optional>
+#include <set>
 #include <utility>
 
 #include "packet/record_packet_format.h"
 #include "partner/asymmetries.h"
 #include "partner/calendar_item.h"
+#include "partner/content_lines.h"
 #include "partner/record_fields.h"
 
 namespace kez::partner {
@@ -422,7 +424,15 @@ std::vector<std::string> RecordCodec::CannotClear(const Item& wanted, const Item
     std::vector<std::string> kept;
     auto lost = [&](const char* name) { return held.fields.count(name) && !wanted.fields.count(name); };
     if (lost("Picture")) kept.emplace_back("a device keeps its picture until it is given another one");
-    if (lost("ExceptionDates")) kept.emplace_back("a device does not bring back occurrences that were deleted");
+    auto dates = [](const Item& item) {
+        auto found = item.fields.find("ExceptionDates");
+        const std::vector<std::string> list = Split(found == item.fields.end() ? "" : found->second, '\t');
+        return std::set<std::string>(list.begin(), list.end());
+    };
+    const std::set<std::string> before = dates(held), after = dates(wanted);
+    if (std::any_of(before.begin(), before.end(),
+                    [&](const std::string& date) { return !date.empty() && !after.count(date); }))
+        kept.emplace_back("a device does not bring back occurrences that were deleted");
     return kept;
 }
 

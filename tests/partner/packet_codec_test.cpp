@@ -189,6 +189,11 @@ TEST(PacketCodec, AnAppointmentsRecipientsAreClearedByABlank) {
     EXPECT_EQ(received.count(0xAFFF001F), 0U);
     EXPECT_THAT(Codec().CannotClear(wanted, held), testing::ElementsAre(HasSubstr("occurrences")));
     EXPECT_TRUE(Codec().CannotClear(held, held).empty());
+    Item two = held, other = held;
+    two.fields["ExceptionDates"] = "x\ty";
+    other.fields["ExceptionDates"] = "y";
+    EXPECT_THAT(Codec().CannotClear(other, two), testing::ElementsAre(HasSubstr("occurrences")));
+    EXPECT_TRUE(Codec().CannotClear(two, other).empty());
 }
 
 TEST(PacketCodec, LineBreaksAreTheDevicesOwn) {
