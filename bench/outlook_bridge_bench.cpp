@@ -74,19 +74,21 @@ void Stop(const char* what) {
     std::exit(1);
 }
 
-// Sets the values through IItem, the picture through its stream.
+// Sets the values through IItem in one call, the picture through its stream.
 void SetBare(IItem* item, Content& content) {
-    for (CEPROPVAL& value : content.values) {
-        if (value.propid != PIMPR_PICTURE) {
-            item->SetProps(0, 1, &value);
-            continue;
-        }
-        Reference<IStream> stream;
-        ULONG written = 0;
-        if (FAILED(item->OpenProperty(PIMPR_PICTURE, GENERIC_WRITE, stream.Out()))) Stop("opening the picture");
-        stream->Write(value.val.blob.lpb, value.val.blob.dwCount, &written);
-        stream->Commit(STGC_DEFAULT);
+    std::vector<CEPROPVAL> values;
+    for (const CEPROPVAL& value : content.values) {
+        if (value.propid != PIMPR_PICTURE) values.push_back(value);
     }
+    if (FAILED(item->SetProps(0, static_cast<WORD>(values.size()), values.data()))) Stop("setting values");
+    if (content.picture.empty()) return;
+    Reference<IStream> stream;
+    ULONG written = 0;
+    if (FAILED(item->OpenProperty(PIMPR_PICTURE, GENERIC_WRITE, stream.Out()))) Stop("opening the picture");
+    if (FAILED(stream->Write(content.picture.data(), kPictureBytes, &written)) || written != kPictureBytes) {
+        Stop("writing the picture");
+    }
+    if (FAILED(stream->Commit(STGC_DEFAULT))) Stop("writing the picture");
 }
 
 CEOID MakeContact(CCEPoom& session, Content& content) {

@@ -97,10 +97,10 @@ HRESULT ItemBase::SetProperty(const CEPROPVAL& element) {
         value = ValueOf(element);
         if (!value) return S_FALSE;
     }
-    const PropertyBag before = m_values;
+    const PropertyBag::Watch watch(m_values);
     const HRESULT hr = PutChecked(element.propid, value ? &*value : nullptr);
     if (hr != S_OK) return hr;
-    return m_values == before ? S_FALSE : S_OK;
+    return watch.Changed() ? S_OK : S_FALSE;
 }
 
 // --- For the accessors ----------------------------------------------------------------------------------------

@@ -53,7 +53,8 @@ const propertydb::PropertySet& PropertyBag::Set() const {
     return m_set ? *m_set : none;
 }
 
-propertydb::PropertySet& PropertyBag::Own() {
+propertydb::PropertySet& PropertyBag::Own(CEPROPID id) {
+    if (m_watch) m_watch->Note(id);
     if (!m_set || m_set.use_count() > 1) m_set = std::make_shared<propertydb::PropertySet>(Set());
     return *m_set;
 }
@@ -61,14 +62,14 @@ propertydb::PropertySet& PropertyBag::Own() {
 const Value* PropertyBag::Find(CEPROPID id) const { return Set().Find(id); }
 
 void PropertyBag::Remove(CEPROPID id) {
-    if (Has(id)) Own().Erase(id);
+    if (Has(id)) Own(id).Erase(id);
 }
 
 void PropertyBag::Set(CEPROPID id, Value value) {
     if (MeansAbsent(id, value)) {
         Remove(id);
     } else {
-        Own().Set(id, std::move(value));
+        Own(id).Set(id, std::move(value));
     }
 }
 
@@ -86,14 +87,34 @@ DATE PropertyBag::Date(CEPROPID id) const {
 void PropertyBag::SetNumber(CEPROPID id, LONG number) {
     switch (TypeFromPropID(id)) {
         case CEVT_I2:
-            return Own().SetNumber(id, static_cast<SHORT>(number));
+            return Own(id).SetNumber(id, static_cast<SHORT>(number));
         case CEVT_UI2:
-            return Own().SetNumber(id, static_cast<USHORT>(number));
+            return Own(id).SetNumber(id, static_cast<USHORT>(number));
         case CEVT_UI4:
-            return Own().SetNumber(id, static_cast<ULONG>(number));
+            return Own(id).SetNumber(id, static_cast<ULONG>(number));
         default:
-            return Own().SetNumber(id, number);
+            return Own(id).SetNumber(id, number);
     }
+}
+
+PropertyBag::Watch::Watch(PropertyBag& bag) : m_bag(bag) { m_bag.m_watch = this; }
+
+PropertyBag::Watch::~Watch() { m_bag.m_watch = nullptr; }
+
+void PropertyBag::Watch::Note(CEPROPID id) {
+    for (const Old& old : m_old) {
+        if (old.id == id) return;
+    }
+    const Value* value = m_bag.Find(id);
+    m_old.push_back({id, value ? *value : Value()});
+}
+
+bool PropertyBag::Watch::Changed() const {
+    for (const Old& old : m_old) {
+        const Value* now = m_bag.Find(old.id);
+        if (now ? *now != old.value : !std::holds_alternative<std::monostate>(old.value)) return true;
+    }
+    return false;
 }
 
 propertydb::PropertySet Difference(const PropertyBag& from, const PropertyBag& to) {

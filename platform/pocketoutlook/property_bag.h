@@ -31,7 +31,35 @@ WallTicks TicksFromFileTime(const FILETIME& time);
 
 class PropertyBag {
  public:
+    // What happens to a bag from here on: tells whether one of its values is another than before. Only what changes is
+    // copied. One at a time on a bag.
+    class Watch {
+     public:
+        explicit Watch(PropertyBag& bag);
+        ~Watch();
+        Watch(const Watch&) = delete;
+        Watch& operator=(const Watch&) = delete;
+        bool Changed() const;
+
+     private:
+        friend class PropertyBag;
+        struct Old {
+            CEPROPID id;
+            Value value;  // none where the property was absent
+        };
+        void Note(CEPROPID id);
+
+        PropertyBag& m_bag;
+        std::vector<Old> m_old;
+    };
+
     PropertyBag() = default;
+    PropertyBag(const PropertyBag& other) : m_set(other.m_set) {}
+    PropertyBag(PropertyBag&& other) noexcept : m_set(std::move(other.m_set)) {}
+    PropertyBag& operator=(PropertyBag other) noexcept {
+        m_set.swap(other.m_set);
+        return *this;
+    }
     explicit PropertyBag(propertydb::PropertySet set)
         : m_set(std::make_shared<propertydb::PropertySet>(std::move(set))) {}
     const propertydb::PropertySet& Set() const;
@@ -64,9 +92,11 @@ class PropertyBag {
     bool operator==(const PropertyBag& other) const { return m_set == other.m_set || Set() == other.Set(); }
 
  private:
-    propertydb::PropertySet& Own();
+    // The values, for a change of the one of `id`.
+    propertydb::PropertySet& Own(CEPROPID id);
 
     std::shared_ptr<propertydb::PropertySet> m_set;  // null: no values
+    Watch* m_watch = nullptr;                        // stays with this bag when values are assigned
 };
 
 // What turns `from` into `to`, as a record update takes it: entries without a value remove the property.

@@ -161,6 +161,16 @@ TEST(OutlookItem, SetPropsWithTheSameValueAgainIsSFalse) {
     EXPECT_EQ(SetText(item, PIMPR_IM1_ADDRESS, u"bob@im"), S_FALSE);
 }
 
+TEST(OutlookItem, SetPropsThatEndsWhereItBeganIsSFalse) {
+    Outlook outlook;
+    const auto item = AsItem(outlook.NewContact());
+    EXPECT_EQ(SetText(item, PIMPR_LAST_NAME, u"Meyer"), S_OK) << "it sets the filing text, too";
+    EXPECT_EQ(SetText(item, PIMPR_FILEAS, u""), S_FALSE) << "the filing text is made of the name again";
+    EXPECT_EQ(SetText(item, PIMPR_FILEAS, u"Boss"), S_OK);
+    EXPECT_EQ(SetText(item, PIMPR_FILEAS, u""), S_OK);
+    EXPECT_EQ(SetText(item, PIMPR_FILEAS, u"Meyer"), S_FALSE);
+}
+
 TEST(OutlookItem, SetPropsStoresWithSave) {
     Outlook outlook;
     const CEOID oid = outlook.AddContact(u"Ann");
