@@ -260,6 +260,14 @@ void Declarations::LookingInside() {
                 "fingerprint --device my-device 16777220", [&r] { return Fingerprint(r.common, r.oid); });
     Identifier(fingerprint->add_option("OID", r.oid, "the item's identifier")->required());
 
+    auto* doctor = Command("doctor", "Look a device and its folders over, and put right what can be without a loss",
+                           "doctor --device my-device --repair", [&r] { return Doctor(r.common, r.folder, r.repair); });
+    doctor
+        ->add_option("FOLDER", r.folder,
+                     "the only folder to look at (default: all that the device has a partnership with)")
+        ->type_name("");
+    doctor->add_flag("--repair", r.repair, "put right what can be; keeps copies of what it changes first");
+
     CLI::App* packet = m_app.add_subcommand("packet", "Look into captured record packets");
     packet->fallthrough()->require_subcommand(1);
     packet->footer("\nExample:\n  kezsync packet dump contact.bin --type contacts");

@@ -60,6 +60,9 @@ ExitCode Conflicts(const Common& common, const std::filesystem::path& folder);
 ExitCode Resolve(const Common& common, const std::filesystem::path& folder, const std::string& item,
                  const std::string& choice);
 
+// Looks at all folders that the device has partnerships with, or at the one that is named.
+ExitCode Doctor(const Common& common, const std::filesystem::path& folder, bool repair);
+
 // --- Looking inside --------------------------------------------------------------------------------------------
 struct LogOptions {
     bool follow = false;

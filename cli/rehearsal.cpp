@@ -17,7 +17,7 @@ bool IsVolume(const fs::path& file) { return EndsWith(file.filename().string(), 
 bool IsLeftOut(const fs::path& file) {
     const std::string name = file.filename().string();
     return EndsWith(name, ".vol-wal") || EndsWith(name, ".vol-shm") || EndsWith(name, ".vol-journal") ||
-           name.starts_with("DevLog") || name == ".kezsync.lock" || name == ".kezundo";
+           name.starts_with("DevLog") || name == ".kezsync.lock" || name == ".kezundo" || name == ".kezdoctor";
 }
 
 }  // namespace
