@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "platform/pocketoutlook/occurrence_list.h"
+#include "platform/pocketoutlook/property_block.h"
 
 namespace kez::pocketoutlook {
 
@@ -238,9 +239,22 @@ HRESULT ItemCollection::SetColumns(BSTR columns) {
 HRESULT ItemCollection::GetProps(INT index, const CEPROPID* ids, ULONG flags, WORD count, CEPROPVAL** values,
                                  ULONG* bytes, HANDLE heap) {
     return Guard("IPOlItems2::GetProps", m_session.get(), [&] {
+        if (count == 1 && ids && ids[0] == PIMPR_OID) return GiveOid(index, flags, values, bytes, heap);
         auto item = At(index);
         return item ? item->GiveProps(ids, flags, count, values, bytes, heap) : E_INVALIDARG;
     });
+}
+
+// The list itself knows the identifiers: no item is opened.
+HRESULT ItemCollection::GiveOid(INT index, ULONG flags, CEPROPVAL** values, ULONG* bytes, HANDLE heap) {
+    const Oids& oids = Current();
+    if (index < 1 || static_cast<std::size_t>(index) > oids.size()) return E_INVALIDARG;
+    constexpr CEPROPID kOid = PIMPR_OID;
+    if (HRESULT hr = CheckBlockArguments(&kOid, flags, 1, values, bytes, heap); FAILED(hr)) return hr;
+    const CEOID oid = oids[static_cast<std::size_t>(index) - 1];
+    std::vector<AnsweredProperty> answers;
+    answers.push_back({.id = kOid, .made = Value(std::int64_t{oid})});
+    return WriteBlock(answers, flags, values, bytes, heap);
 }
 
 }  // namespace kez::pocketoutlook

@@ -51,6 +51,7 @@ class ItemCollection final
     bool CountsOccurrences() const;
     // The item at a position; null where there is none.
     Ref<ItemBase> At(INT index);
+    HRESULT GiveOid(INT index, ULONG flags, CEPROPVAL** values, ULONG* bytes, HANDLE heap);
     HRESULT FindFrom(std::size_t position, IDispatch** out);
 
     std::shared_ptr<Session> m_session;

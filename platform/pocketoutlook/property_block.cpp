@@ -56,14 +56,14 @@ CEPROPVAL Element(const AnsweredProperty& answer, BYTE* behind) {
     return element;
 }
 
-void Fill(CEPROPVAL* block, const std::vector<AnsweredProperty>& answers) {
-    auto* behind = reinterpret_cast<BYTE*>(block + answers.size());
-    for (const bool texts : {true, false}) {
-        for (std::size_t i = 0; i < answers.size(); i++) {
-            if (IsText(answers[i].Get()) != texts) continue;
-            block[i] = Element(answers[i], behind);
-            behind += BytesBehind(answers[i].Get());
-        }
+void Fill(CEPROPVAL* block, const std::vector<AnsweredProperty>& answers, std::size_t textBytes) {
+    auto* texts = reinterpret_cast<BYTE*>(block + answers.size());
+    BYTE* others = texts + textBytes;
+    for (std::size_t i = 0; i < answers.size(); i++) {
+        const Value* value = answers[i].Get();
+        BYTE*& behind = IsText(value) ? texts : others;
+        block[i] = Element(answers[i], behind);
+        behind += BytesBehind(value);
     }
 }
 
@@ -79,8 +79,12 @@ HRESULT CheckBlockArguments(const CEPROPID* ids, ULONG flags, WORD count, CEPROP
 
 HRESULT WriteBlock(const std::vector<AnsweredProperty>& answers, ULONG flags, CEPROPVAL** values, ULONG* bytes,
                    HANDLE heap) {
-    std::size_t size = answers.size() * sizeof(CEPROPVAL);
-    for (const AnsweredProperty& answer : answers) size += BytesBehind(answer.Get());
+    std::size_t textBytes = 0;
+    std::size_t otherBytes = 0;
+    for (const AnsweredProperty& answer : answers) {
+        (IsText(answer.Get()) ? textBytes : otherBytes) += BytesBehind(answer.Get());
+    }
+    const std::size_t size = answers.size() * sizeof(CEPROPVAL) + textBytes + otherBytes;
     if (size > std::numeric_limits<ULONG>::max()) return E_OUTOFMEMORY;
 
     if (flags & CEDB_ALLOWREALLOC) {
@@ -93,7 +97,7 @@ HRESULT WriteBlock(const std::vector<AnsweredProperty>& answers, ULONG flags, CE
         return HRESULT_FROM_WIN32(ERROR_INSUFFICIENT_BUFFER);
     }
     *bytes = static_cast<ULONG>(size);
-    Fill(*values, answers);
+    Fill(*values, answers, textBytes);
     return S_OK;
 }
 

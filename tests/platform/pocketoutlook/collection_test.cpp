@@ -152,6 +152,33 @@ TEST(OutlookCollection, GetPropsReadsTheItemAtAPosition) {
               E_INVALIDARG);
 }
 
+TEST(OutlookCollection, GetPropsOfTheIdentifierAloneIsLiveAndChecksItsArguments) {
+    Outlook outlook;
+    const CEOID bob = outlook.AddContact(u"Bob");
+    const auto items = Query<IPOlItems2>(outlook.Items(olFolderContacts), IID_IPOlItems2);
+    const CEPROPID id = PIMPR_OID;
+    Block block;
+    const auto at = [&](INT index) {
+        return items->GetProps(index, &id, CEDB_ALLOWREALLOC, 1, block.Out(), block.Bytes(), GetProcessHeap());
+    };
+    ASSERT_EQ(at(1), S_OK);
+    EXPECT_EQ(block[0].propid, id);
+    EXPECT_EQ(block[0].wFlags, 0);
+    EXPECT_EQ(block[0].val.ulVal, bob);
+    const CEOID ann = outlook.AddContact(u"Ann");
+    ASSERT_EQ(at(1), S_OK);
+    EXPECT_EQ(block[0].val.ulVal, ann);
+    EXPECT_EQ(at(0), E_INVALIDARG);
+    EXPECT_EQ(at(3), E_INVALIDARG);
+    EXPECT_EQ(items->GetProps(1, &id, 0, 1, block.Out(), block.Bytes(), GetProcessHeap()), E_INVALIDARG);
+    CEPROPVAL own = {};
+    CEPROPVAL* place = &own;
+    ULONG bytes = sizeof own - 1;
+    EXPECT_EQ(items->GetProps(2, &id, 0, 1, &place, &bytes, nullptr), HRESULT_FROM_WIN32(ERROR_INSUFFICIENT_BUFFER));
+    EXPECT_EQ(items->GetProps(2, &id, 0, 1, &place, &bytes, nullptr), S_OK);
+    EXPECT_EQ(own.val.ulVal, bob);
+}
+
 TEST(OutlookCollection, ColumnsAreCheckedAndOtherwiseIgnored) {
     Outlook outlook;
     const auto items = Query<IPOlItems>(outlook.Items(olFolderContacts), IID_IPOlItems);
