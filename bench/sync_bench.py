@@ -1,14 +1,19 @@
 #!/usr/bin/env python3
 """First, unchanged and 1-percent-changed synchronisation of contacts: time and peak memory, beside other programs.
 
-usage: sync_bench.py KEZSYNC [--items N[,N...]] [--place FOLDER[,FOLDER...]]
+usage: sync_bench.py KEZSYNC [--items N[,N...]] [--place FOLDER[,FOLDER...]] [--pictures] [--programs NAME[,NAME...]]
 
-kezsync brings a folder and a new device into agreement; vdirsyncer and unison do the same with two local folders, in
-the same run, with the same files. A program that is not installed is left out, and said to be. One line each: seconds,
-peak memory in MiB, microseconds an item. Build with optimisation; give a place on a disk and one on tmpfs.
+kezsync brings a folder and a new device into agreement ("first" from the files to the device, "to files" from another
+device to an empty folder); vdirsyncer and unison do the same with two local folders, in the same run, with the same
+files. "bare" only writes the files, each renamed into place and a hundred synced at a time, as kezsync does it.
+A program that is not installed is left out, and said to be. One line each: seconds on the wall, seconds of the
+processor, peak memory in MiB, microseconds an item. Build with optimisation; give a place on a disk and one on tmpfs.
+With --pictures every tenth card has one of 20 KB.
 """
 import argparse
+import base64
 import os
+import random
 import pathlib
 import shutil
 import subprocess
@@ -17,26 +22,53 @@ import tempfile
 import time
 
 
-def card(n, changed=False):
+def picture(n):
+    text = base64.b64encode(b"\xff\xd8\xff\xe0" + random.Random(n).randbytes(20000)).decode()
+    lines = [text[at:at + 74] for at in range(0, len(text), 74)]
+    return "PHOTO;ENCODING=b;TYPE=JPEG:" + "\r\n ".join(lines) + "\r\n"
+
+
+def card(n, changed=False, pictures=False):
     return (f"BEGIN:VCARD\r\nVERSION:3.0\r\nUID:bench-{n}\r\nFN:First{n} Last{n}\r\nN:Last{n};First{n};;;\r\n"
             f"TEL;TYPE=CELL:+49 17{int(changed)} {n:07}\r\nEMAIL;TYPE=INTERNET:first{n}@example.org\r\n"
             f"ADR;TYPE=HOME:;;{n} High Street;Town {n % 97};;{n:05};Country\r\nORG:Company {n % 31}\r\n"
-            f"TITLE:Engineer\r\nNOTE:Met at place {n % 13}.\r\nEND:VCARD\r\n")
+            f"TITLE:Engineer\r\nNOTE:Met at place {n % 13}.\r\n{picture(n) if pictures and n % 10 == 0 else ''}"
+            "END:VCARD\r\n")
 
 
-def fill(folder, items):
+def fill(folder, items, pictures):
     folder.mkdir(parents=True)
     for n in range(items):
-        (folder / f"bench-{n}.vcf").write_bytes(card(n).encode())
+        (folder / f"bench-{n}.vcf").write_bytes(card(n, pictures=pictures).encode())
 
 
-def change_one_percent(folder, items):
+def change_one_percent(folder, items, pictures):
     for n in range(0, items, 100):
-        (folder / f"bench-{n}.vcf").write_bytes(card(n, changed=True).encode())
+        (folder / f"bench-{n}.vcf").write_bytes(card(n, changed=True, pictures=pictures).encode())
+
+
+def write_bare(source, target):
+    """Seconds on the wall and of the processor for writing the files of `source` durably."""
+    texts = [(file.name, file.read_bytes()) for file in source.glob("*.vcf")]
+    target.mkdir()
+    folder = os.open(target, os.O_RDONLY)
+    start, used = time.monotonic(), time.process_time()
+    for at in range(0, len(texts), 100):
+        opened = []
+        for name, text in texts[at:at + 100]:
+            file = os.open(target / (name + ".new"), os.O_WRONLY | os.O_CREAT | os.O_EXCL, 0o666)
+            os.write(file, text)
+            os.rename(target / (name + ".new"), target / name)
+            opened.append(file)
+        for file in opened:
+            os.fsync(file)
+            os.close(file)
+        os.fsync(folder)
+    return time.monotonic() - start, time.process_time() - used
 
 
 def measured(command, environment):
-    """Seconds and MiB of one run; ends where it fails."""
+    """Seconds on the wall and of the processor, and MiB of one run; ends where it fails."""
     start = time.monotonic()
     process = subprocess.Popen([str(part) for part in command], stdout=subprocess.DEVNULL, stderr=subprocess.PIPE,
                                env={**os.environ, **environment})
@@ -44,8 +76,8 @@ def measured(command, environment):
     _, status, usage = os.wait4(process.pid, 0)
     seconds = time.monotonic() - start
     if status != 0:
-        sys.exit(f"{' '.join(map(str, command))} failed: {said.decode()[-800:]}")
-    return seconds, usage.ru_maxrss / 1024
+        sys.exit(f"{' '.join(map(str, command))} failed ({status}): {said.decode()[-800:]}")
+    return seconds, usage.ru_utime + usage.ru_stime, usage.ru_maxrss / 1024
 
 
 def kezsync(program, place):
@@ -74,29 +106,41 @@ def main():
     parser.add_argument("kezsync", type=lambda path: str(pathlib.Path(path).resolve()))
     parser.add_argument("--items", default="1000,10000")
     parser.add_argument("--place", default=tempfile.gettempdir())
+    parser.add_argument("--pictures", action="store_true")
+    parser.add_argument("--programs", default="bare,kezsync,vdirsyncer,unison")
     options = parser.parse_args()
     programs = {"kezsync": lambda place: kezsync(options.kezsync, place), "vdirsyncer": vdirsyncer, "unison": unison}
-    for name in ("vdirsyncer", "unison"):
-        if not shutil.which(name):
+    wanted = options.programs.split(",")
+    for name in list(programs):
+        if name != "kezsync" and name in wanted and not shutil.which(name):
             print(f"{name} is not installed and is left out")
-            del programs[name]
+            wanted.remove(name)
     for where in options.place.split(","):
         for items in map(int, options.items.split(",")):
-            for name, prepare in programs.items():
+
+            def say(name, case, seconds, used, memory=None):
+                print(f"{where:12} {items:7} {name:11} {case:10} {seconds:8.3f} s {used:8.3f} s "
+                      f"{'' if memory is None else f'{memory:.1f}':>7} MiB {seconds * 1e6 / items:8.1f} us/item",
+                      flush=True)
+
+            for name in (name for name in programs if name in wanted):
                 with tempfile.TemporaryDirectory(prefix="kezsync-bench-", dir=where) as folder:
                     place = pathlib.Path(folder)
-                    fill(place / "a", items)
-                    command, environment = prepare(place)
+                    fill(place / "a", items, options.pictures)
+                    command, environment = programs[name](place)
                     for case in ("first", "unchanged", "1 percent"):
                         if case == "unchanged":
                             # Files that were written a moment ago are looked at again, by all three.
                             time.sleep(1.1)
                             measured(command, environment)
                         if case == "1 percent":
-                            change_one_percent(place / "a", items)
-                        seconds, memory = measured(command, environment)
-                        print(f"{where:12} {items:7} {name:11} {case:10} {seconds:8.3f} s {memory:7.1f} MiB "
-                              f"{seconds * 1e6 / items:8.1f} us/item", flush=True)
+                            change_one_percent(place / "a", items, options.pictures)
+                        say(name, case, *measured(command, environment))
+                    if name == "kezsync":
+                        say(name, "to files", *measured([options.kezsync, "sync", "--device", place / "device",
+                                                         place / "c", "--partner", "2", "--quiet"], {}))
+                        if "bare" in wanted:
+                            say("bare", "writing", *write_bare(place / "c", place / "d"))
 
 
 if __name__ == "__main__":
