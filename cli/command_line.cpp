@@ -198,7 +198,7 @@ void Declarations::Synchronisation() {
                              r.sync.types = TypesOf(r.typeNames);
                              return Sync(r.common, r.sync);
                          });
-    HowToSynchronise(sync, {"both", "device", "folder", "ask", "skip"}, "go on where safety refuses");
+    HowToSynchronise(sync, {"both", "device", "folder", "newest", "ask", "skip"}, "go on where safety refuses");
     sync->add_flag("--dry-run", r.sync.dryRun, "say what would be done, and change nothing");
 
     auto* status = Command("status", "What changed on each side since both last agreed; clears and changes nothing",
@@ -211,7 +211,7 @@ void Declarations::Synchronisation() {
                               r.sync.types = TypesOf(r.typeNames);
                               return Watch(r.common, r.sync, r.idleSeconds);
                           });
-    HowToSynchronise(watch, {"both", "device", "folder", "skip"},
+    HowToSynchronise(watch, {"both", "device", "folder", "newest", "skip"},
                      "go on where safety refuses, in the first synchronisation; later ones refuse as ever");
     NumberFrom(watch->add_option("--once-idle", r.idleSeconds, "end after so many seconds without a change"), 1, 86400);
 

@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "cli/newest.h"
 #include "platform/changewriter/change_writer.h"
 #include "platform/control/control.h"
 #include "platform/propertydb/volume.h"
@@ -24,8 +25,9 @@ std::int64_t Take(const std::string& bytes, std::size_t& at) {
     return static_cast<std::int64_t>(number);
 }
 
-// Seven numbers, then three texts that end in a zero.
-constexpr std::size_t kNumbers = 7;
+// Nine numbers, then three texts that end in a zero. The type's number tells these facts from older ones, of fewer.
+constexpr std::size_t kNumbers = 9;
+constexpr std::int64_t kFirstType = 0x100;
 
 std::string Packed(const partner::CachedFile& file) {
     std::string facts;
@@ -34,8 +36,10 @@ std::string Packed(const partner::CachedFile& file) {
     Append(facts, static_cast<std::int64_t>(file.stamp.size));
     Append(facts, static_cast<std::int64_t>(file.stamp.inode));
     Append(facts, file.checked);
-    Append(facts, static_cast<std::int64_t>(file.type));
+    Append(facts, kFirstType + static_cast<std::int64_t>(file.type));
     Append(facts, static_cast<std::int64_t>(file.problem));
+    Append(facts, file.saysChanged);
+    Append(facts, file.saysChangedIsNew);
     for (const std::string* text : {&file.revision, &file.uid, &file.problemText}) facts += *text + '\0';
     return facts;
 }
@@ -49,8 +53,12 @@ std::optional<partner::CachedFile> Unpacked(const std::string& facts) {
     file.stamp.size = static_cast<std::uint64_t>(Take(facts, at));
     file.stamp.inode = static_cast<std::uint64_t>(Take(facts, at));
     file.checked = Take(facts, at);
-    file.type = static_cast<sync::ItemType>(Take(facts, at));
+    const std::int64_t type = Take(facts, at);
+    if (type < kFirstType) return std::nullopt;
+    file.type = static_cast<sync::ItemType>(type - kFirstType);
     file.problem = static_cast<sync::ProblemCode>(Take(facts, at));
+    file.saysChanged = Take(facts, at);
+    file.saysChangedIsNew = Take(facts, at) != 0;
     for (std::string* text : {&file.revision, &file.uid, &file.problemText}) {
         const std::size_t end = facts.find('\0', at);
         if (end == std::string::npos) return std::nullopt;
@@ -73,7 +81,7 @@ partner::Durability DurabilityOf(const std::string& name) {
 sync::ConflictPolicy PolicyOf(const std::string& name) {
     if (name == "device") return sync::ConflictPolicy::Device;
     if (name == "folder") return sync::ConflictPolicy::Folder;
-    if (name == "ask") return sync::ConflictPolicy::Ask;
+    if (name == "ask" || name == "newest") return sync::ConflictPolicy::Ask;
     return name == "skip" ? sync::ConflictPolicy::Skip : sync::ConflictPolicy::Both;
 }
 
@@ -262,6 +270,11 @@ sync::Options Pairing::AgreementOptions() const {
     options.force = m_options.force;
     options.batchSize = m_options.durability == "item" ? 1 : 100;
     options.asHeldByDevice = [this](const sync::Item& item) { return m_codec.AsHeldByDevice(item); };
+    if (m_options.conflicts == "newest") {
+        options.ask = [newest = std::make_shared<NewestWins>(*m_folderStore)](const sync::Conflict& conflict) {
+            return newest->Decide(conflict);
+        };
+    }
     return options;
 }
 

@@ -59,6 +59,7 @@ class Pairing {
     engine::DeviceStore& Device() { return *m_deviceStore; }
     partner::FolderStore& Folder() { return *m_folderStore; }
     sync::State& State() { return *m_state; }
+    // To be asked for before the device is listed.
     sync::Options AgreementOptions() const;
     // Adds a finding where a side was put back to an older copy of itself.
     void TellOlderCopy(sync::Report& report) const;

@@ -6,7 +6,6 @@
 #include <utility>
 
 #include "cli/owner_fields.h"
-#include "platform/changewriter/change_tables.h"
 
 namespace kez::cli {
 namespace {
@@ -21,18 +20,6 @@ CEGUID Mount(LPCWSTR path, const std::string& device) {
                                std::to_string(error) + ")");
     }
     return volume;
-}
-
-const changewriter::ChangeTable& TableOf(sync::ItemType type) {
-    switch (type) {
-        case sync::ItemType::Contact:
-            return changewriter::kChangeTables[0];
-        case sync::ItemType::Appointment:
-            return changewriter::kChangeTables[1];
-        case sync::ItemType::Task:
-            break;
-    }
-    return changewriter::kChangeTables[2];
 }
 
 // A database, opened for as long as this lives.
@@ -76,6 +63,18 @@ class Records {
 };
 
 }  // namespace
+
+const changewriter::ChangeTable& TableOf(sync::ItemType type) {
+    switch (type) {
+        case sync::ItemType::Contact:
+            return changewriter::kChangeTables[0];
+        case sync::ItemType::Appointment:
+            return changewriter::kChangeTables[1];
+        case sync::ItemType::Task:
+            break;
+    }
+    return changewriter::kChangeTables[2];
+}
 
 PeekDevice::PeekDevice(std::string name, std::string identity, unsigned partner)
     : m_name(std::move(name)), m_identity(std::move(identity)), m_partner(partner) {

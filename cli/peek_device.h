@@ -8,9 +8,13 @@
 #include <string>
 
 #include "cli/owner.h"
+#include "platform/changewriter/change_tables.h"
 #include "sync/store.h"
 
 namespace kez::cli {
+
+// The change table of a type of items.
+const changewriter::ChangeTable& TableOf(sync::ItemType type);
 
 class PeekDevice : public sync::Store {
  public:

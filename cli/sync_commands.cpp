@@ -98,7 +98,7 @@ sync::Report Synchronise(const Common& common, const SyncOptions& options, std::
         sync::Options agreed = pairing.AgreementOptions();
         ProgressBar bar(!common.output.quiet && !common.output.json);
         agreed.progress = [&bar](const sync::Progress& progress) { bar.Show(progress); };
-        agreed.ask = AskUser;
+        if (!agreed.ask) agreed.ask = AskUser;
         agreed.stop = std::move(stop);
         sync::Agreement agreement(pairing.Device(), pairing.Folder(), pairing.State(), agreed);
         undo.TellOthers();

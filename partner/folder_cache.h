@@ -21,6 +21,8 @@ struct CachedFile {
     std::string uid;
     sync::ProblemCode problem = sync::ProblemCode::None;
     std::string problemText;
+    std::int64_t saysChanged = 0;   // when the file says it was changed (REV, LAST-MODIFIED), seconds since 1970
+    bool saysChangedIsNew = false;  // it said otherwise, or nothing, when it was last looked at
     bool operator==(const CachedFile&) const = default;
 };
 

@@ -9,6 +9,7 @@
 
 #include "partner/content_lines.h"
 #include "partner/record_fields.h"
+#include "partner/said_change.h"
 
 namespace kez::partner {
 
@@ -148,8 +149,8 @@ std::unordered_map<std::string, CachedFile>& FolderStore::Cache() {
 
 CachedFile FolderStore::Describe(const std::string& id, const FileContent& content) const {
     FileReading reading = FormatOf(id)->Read(content.bytes, id);
-    return {content.stamp, m_files.Now(),        reading.item.type,   RevisionOf(content.bytes),
-            reading.uid,   reading.problem.code, reading.problem.text};
+    return {content.stamp, m_files.Now(),        reading.item.type,    RevisionOf(content.bytes),
+            reading.uid,   reading.problem.code, reading.problem.text, SaidChange(content.bytes)};
 }
 
 void FolderStore::Forget(const std::string& id) {
@@ -200,6 +201,7 @@ Listing FolderStore::List(ItemType type) {
                     file.stamp = content.stamp;
                 } else {
                     file = Describe(entry.name, content);
+                    file.saysChangedIsNew = found == cache.end() || found->second.saysChanged != file.saysChanged;
                 }
                 file.checked = before;
                 found = cache.insert_or_assign(entry.name, file).first;
@@ -458,6 +460,14 @@ Problem FolderStore::Delete(ItemType, const std::string& id, const std::string& 
     }
     Settle();
     return {};
+}
+
+std::optional<std::int64_t> FolderStore::ChangedAt(const std::string& id) {
+    const auto found = Cache().find(id);
+    if (found == Cache().end()) return std::nullopt;
+    const CachedFile& file = found->second;
+    if (file.saysChanged != 0 && file.saysChangedIsNew) return file.saysChanged * 1'000'000'000;
+    return file.stamp.modified;
 }
 
 void FolderStore::Flush() {

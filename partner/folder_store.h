@@ -52,6 +52,10 @@ class FolderStore : public sync::Store {
     sync::Problem Delete(sync::ItemType type, const std::string& id, const std::string& expectedRevision) override;
     void Flush() override;
 
+    // When a listed item was last changed, in nanoseconds since 1970 UTC: what its file says (REV, LAST-MODIFIED) where
+    // that has moved since both last looked, else when the file was written. Nothing where it is not there.
+    std::optional<std::int64_t> ChangedAt(const std::string& id);
+
     static constexpr const char* kMarkerName = ".kezfolder";
 
  private:

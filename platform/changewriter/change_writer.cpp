@@ -87,24 +87,34 @@ std::map<CEOID, CEOID> TablesByDatabase(Volume& pim, Volume& changes) {
     return tables;
 }
 
-void Mark(Volume& changes, CEOID table, CEOID item, bool deleted) {
-    const std::int64_t state = deleted ? kStateDeleted : kStateChanged;
+// What became of an item, and when last.
+struct Outcome {
+    bool deleted = false;
+    std::uint64_t time = 0;
+};
+
+void Mark(Volume& changes, CEOID table, CEOID item, const Outcome& outcome) {
+    const std::int64_t state = outcome.deleted ? kStateDeleted : kStateChanged;
     const PropertySet states{{kStateOfPartner0, state}, {kStateOfOthers, state}};
-    if (const CEOID record = changes.FindEqual(table, 0, {{kItemOid, std::int64_t{item}}})) {
+    CEOID record = changes.FindEqual(table, 0, {{kItemOid, std::int64_t{item}}});
+    if (record) {
         changes.Update(table, record, states);
-        return;
+    } else {
+        PropertySet made = states;
+        made.SetNumber(kItemOid, item);
+        record = changes.Insert(table, made);
     }
-    PropertySet record = states;
-    record.SetNumber(kItemOid, item);
-    changes.Insert(table, record);
+    changes.PutAttachment(table, record, kTimeOfChange,
+                          {0, {{kChangedAt, static_cast<std::int64_t>(outcome.time)}}, {}});
 }
 
 // What the last entries say of each item: of several only the outcome counts.
-using Outcomes = std::map<std::pair<CEOID, CEOID>, bool>;  // (PIM database, item) -> deleted
+using Outcomes = std::map<std::pair<CEOID, CEOID>, Outcome>;  // by PIM database and item
 
 void Note(const JournalEntry& entry, Outcomes& outcomes) {
-    bool& deleted = outcomes[{entry.database, entry.record}];
-    deleted = deleted || entry.action == JournalAction::Deleted;
+    Outcome& outcome = outcomes[{entry.database, entry.record}];
+    outcome.deleted = outcome.deleted || entry.action == JournalAction::Deleted;
+    outcome.time = entry.time;
 }
 
 // Which of the two volumes was put back to an older copy of itself.
@@ -174,9 +184,9 @@ Carried CarryOver(const std::shared_ptr<Volume>& pim, const std::shared_ptr<Volu
             for (const CEOID item : *pim->OrderedOids(database, -1)) outcomes.emplace(std::pair(database, item), false);
         }
     }
-    for (const auto& [item, deleted] : outcomes) {
+    for (const auto& [item, outcome] : outcomes) {
         const auto table = tables.find(item.first);
-        if (table != tables.end() && table->second) Mark(*changes, table->second, item.second, deleted);
+        if (table != tables.end() && table->second) Mark(*changes, table->second, item.second, outcome);
     }
     carried.run = std::max(run, carriedRun) + 1;
     {

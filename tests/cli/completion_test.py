@@ -59,7 +59,7 @@ class Completion(CommandTest):
         self.assertEqual(self.bash("sync", "--du"), ["--durability"])
 
     def test_bash_offers_the_values_of_options(self):
-        policies = ["ask", "both", "device", "folder", "skip"]
+        policies = ["ask", "both", "device", "folder", "newest", "skip"]
         types = ["appointments", "contacts", "tasks"]
         for words, values in (
             (["sync", "--conflict", ""], policies),

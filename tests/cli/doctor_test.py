@@ -348,6 +348,7 @@ class DoctorChangeTables(DoctorTest):
             table, oid, _ = self.change_record(volume, self.oid("Ada Lovelace"))
             volume.execute(f"DELETE FROM {table} WHERE oid = ?", [oid])
             number = table.split("_")[1]
+            volume.execute(f"DELETE FROM attachments_{number} WHERE record = ?", [oid])
             volume.execute("UPDATE state SET records = 2, bytes = bytes - 24 WHERE database = ?", [number])
         [finding] = self.findings()
         self.assertEqual((finding["code"], finding["item"]), ("change-record-missing", "Ada Lovelace"))

@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "partner/said_change.h"
 #include "partner/vcard.h"
 #include "support/real_files.h"
 #include "support/test_files.h"
@@ -144,6 +145,61 @@ TEST(FolderStore, AStampThatIsTooYoungIsNotTrusted) {
     book.files.calls.clear();
     EXPECT_EQ(book.Open().List(ItemType::Contact).items[0].revision, before);
     EXPECT_THAT(book.files.calls, testing::Contains("read a.vcf"));
+}
+
+TEST(SaidChange, IsReadInEveryFormItIsWrittenIn) {
+    const std::int64_t moment = 1772445600;  // 2026-03-02 10:00:00 UTC
+    for (const auto& [line, seconds] :
+         std::vector<std::pair<std::string, std::int64_t>>{{"REV:20260302T100000Z", moment},
+                                                           {"rev:2026-03-02T10:00:00Z", moment},
+                                                           {"REV:2026-03-02T10:00:00.123Z", moment},
+                                                           {"REV;VALUE=DATE-AND-OR-TIME:20260302T100000", moment},
+                                                           {"REV:2026-03-02T12:00:00+02:00", moment},
+                                                           {"REV:20260302T053000-0430", moment},
+                                                           {"REV:20260302T120000+02", moment},
+                                                           {"LAST-MODIFIED:20260302T100000Z", moment},
+                                                           {"LAST-MODIFIED;X-P=\"a:7\":20260302T100000Z", moment},
+                                                           {"REV:2026-03-02", 0},
+                                                           {"REV:20260230T100000Z", 0},
+                                                           {"REV:20260302T250000Z", 0},
+                                                           {"REV:20260302T10", 0},
+                                                           {"REV:2026", 0},
+                                                           {"REV:", 0},
+                                                           {"REV", 0},
+                                                           {"REVISION:20260302T100000Z", 0},
+                                                           {"NOTE:REV:20260302T100000Z", 0}}) {
+        EXPECT_EQ(SaidChange("BEGIN:VCARD\r\n" + line + "\r\nEND:VCARD\r\n"), seconds) << line;
+    }
+    EXPECT_EQ(SaidChange("REV:20260302T100000Z\nREV:20260302T100001Z"), moment + 1);
+    EXPECT_EQ(
+        SaidChange("begin:vtimezone\nLAST-MODIFIED:20300101T000000Z\nend:vtimezone\nLAST-MODIFIED:20260302T100000Z"),
+        moment);
+    EXPECT_EQ(SaidChange(""), 0);
+}
+
+TEST(FolderStore, AChangedFileTellsWhenWhereThatIsNews) {
+    const auto card = [](const std::string& name, const std::string& rev) {
+        return "BEGIN:VCARD\nVERSION:3.0\nFN:" + name + "\nN:;" + name + ";;;\n" + rev + "END:VCARD\n";
+    };
+    constexpr std::int64_t kSecond = 1'000'000'000;
+    Book book;
+    const auto changed = [&book] {
+        FolderStore& store = book.Open();
+        (void)store.List(ItemType::Contact);
+        return store.ChangedAt("ada.vcf");
+    };
+    const auto written = [&book] { return book.files.Look(kFolder + "/ada.vcf").stamp.modified; };
+    book.files.Put("ada.vcf", card("Ada", "REV:20260302T100000Z\n"));
+    EXPECT_EQ(changed(), 1772445600 * kSecond) << "a new file is believed";
+    book.files.Put("ada.vcf", card("Ada King", "REV:20260302T100000Z\n"));
+    EXPECT_EQ(changed(), written()) << "who changed the name left the time alone";
+    book.files.Put("ada.vcf", card("Ada Byron", "REV:20260302T100001Z\n"));
+    EXPECT_EQ(changed(), 1772445601 * kSecond);
+    EXPECT_EQ(changed(), 1772445601 * kSecond) << "it was looked at twice";
+    book.files.Put("ada.vcf", card("Ada Byron", ""));
+    EXPECT_EQ(changed(), written());
+    book.files.Remove(kFolder + "/ada.vcf");
+    EXPECT_EQ(changed(), std::nullopt);
 }
 
 TEST(FolderStore, AFolderThatIsNoneIsRefused) {

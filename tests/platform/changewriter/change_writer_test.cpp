@@ -97,6 +97,29 @@ class ChangeWriter : public ::testing::Test {
     CEOID m_other = 0;
 };
 
+TEST_F(ChangeWriter, TheTimeOfTheLastChangeStaysWithTheRecordAndGoesWithIt) {
+    const auto contacts = [] { return ChangeTimes(kChangeTables[0]); };
+    EXPECT_THAT(contacts(), ElementsAre());
+    const std::uint64_t start = control::Now();
+    const CEOID ann = m_pim->Insert(m_contacts, {{kName, u"Ann"}});
+    control::AdvanceClock(1000);
+    const CEOID bob = m_pim->Insert(m_contacts, {{kName, u"Bob"}});
+    Drain();
+    EXPECT_THAT(contacts(), ElementsAre(Pair(ann, start), Pair(bob, start + 10'000'000)));
+    control::AdvanceClock(1000);
+    m_pim->Update(m_contacts, ann, {{kName, u"Anna"}});
+    m_pim->Delete(m_contacts, bob);
+    control::AdvanceClock(5000);
+    Drain();
+    ForgetStates();
+    EXPECT_THAT(contacts(), ElementsAre(Pair(ann, start + 20'000'000), Pair(bob, start + 20'000'000)));
+    EXPECT_THAT(ChangeTimes(kChangeTables[2]), ElementsAre());
+    const auto changes = Volume::Open(kChangeVolume);
+    const CEOID table = changes->FindDatabase(TEXT("\\KEZDeltaA"));
+    changes->Delete(table, changes->FindEqual(table, 0, {{kItemOid, std::int64_t{bob}}}));
+    EXPECT_THAT(contacts(), ElementsAre(Pair(ann, start + 20'000'000)));
+}
+
 TEST_F(ChangeWriter, AddedChangedAndDeletedItemsAreMarkedForBothPartners) {
     const CEOID ann = m_pim->Insert(m_contacts, {{kName, u"Ann"}});
     const CEOID bob = m_pim->Insert(m_contacts, {{kName, u"Bob"}});
