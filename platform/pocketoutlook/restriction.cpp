@@ -63,15 +63,15 @@ std::optional<WallTicks> ParseDate(const std::string& text) {
     }
     const char* rest = text.c_str() + used;
     int more = 0;
-    char half = 0;
+    char half[2] = {};  // and the end that the call writes behind it
     if (*rest && std::sscanf(rest, "%*[T ]%2d:%2d%n", &hour, &minute, &more) == 2) {
         rest += more;
         more = 0;
         if (std::sscanf(rest, ":%2d%n", &second, &more) == 1) rest += more;
         more = 0;
-        if (std::sscanf(rest, " %1[AaPp]%*1[Mm]%n", &half, &more) == 1 && more) {
+        if (std::sscanf(rest, " %1[AaPp]%*1[Mm]%n", half, &more) == 1 && more) {
             if (hour < 1 || hour > 12) return std::nullopt;
-            hour = hour % 12 + (half == 'P' || half == 'p' ? 12 : 0);
+            hour = hour % 12 + (half[0] == 'P' || half[0] == 'p' ? 12 : 0);
             rest += more;
         }
     }
