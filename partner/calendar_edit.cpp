@@ -516,7 +516,7 @@ class CalendarEditor {
         for (const auto& [day, occurrence] : occurrences) {
             auto there = m_reading.changed.find(day);
             if (there != m_reading.changed.end() && shown.count(day)) {
-                ChangeOccurrence(*there->second, occurrence);
+                ChangeOccurrence(day, *there->second, occurrence);
             } else if (!shown.count(day)) {
                 NewOccurrence(day, occurrence);
                 shown.insert(day);
@@ -565,9 +565,10 @@ class CalendarEditor {
         return byDay;
     }
 
-    void ChangeOccurrence(Component& component, const Fields& occurrence) {
+    void ChangeOccurrence(std::int64_t day, Component& component, const Fields& occurrence) {
         std::vector<std::string> unsaid;
         Fields now = EventFields(component, m_parts.syntax, m_zones, unsaid);
+        if (!now.count("Start")) now["Start"] = MomentText(day * kDay + ClockOf(Seconds(current(), "Start")));
         if (SerialisedOccurrence(now) == SerialisedOccurrence(occurrence)) return;
         EditOccurrence(component, now, occurrence);
     }

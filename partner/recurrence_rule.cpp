@@ -6,6 +6,7 @@
 #include <array>
 #include <bit>
 #include <chrono>
+#include <cstdlib>
 #include <memory>
 #include <numeric>
 #include <set>
@@ -458,10 +459,20 @@ std::optional<std::int64_t> UntilOf(const icalrecurrencetype& rule, const Calend
 }
 
 // The rule as the library has it; of the frequency "none" where it is broken. Some writers escape its semicolons.
-icalrecurrencetype ParsedRule(std::string rule) {
-    std::erase(rule, '\\');
-    return icalrecurrencetype_from_string(rule.c_str());
-}
+class ParsedRule {
+ public:
+    explicit ParsedRule(std::string rule) {
+        std::erase(rule, '\\');
+        m_rule = icalrecurrencetype_from_string(rule.c_str());
+    }
+    ~ParsedRule() { std::free(m_rule.rscale); }  // the library hands it over
+    ParsedRule(const ParsedRule&) = delete;
+    ParsedRule& operator=(const ParsedRule&) = delete;
+    const icalrecurrencetype& Get() const { return m_rule; }
+
+ private:
+    icalrecurrencetype m_rule;
+};
 
 // The patterns that may have all these days, which are two or more.
 std::vector<Pattern> PatternsThrough(const std::vector<std::int64_t>& days) {
@@ -526,7 +537,8 @@ RuleReading ReadRule(std::string_view text, const CalendarTime& start, const Tim
         std::string digits = upper.substr(at + 9, upper.find(';', at) - at - 9);
         if (digits.size() > 4) return refuse("it recurs too seldom");
     }
-    icalrecurrencetype parsed = ParsedRule(rule);
+    const ParsedRule parsedRule(rule);
+    const icalrecurrencetype& parsed = parsedRule.Get();
     if (parsed.freq == ICAL_NO_RECURRENCE) return refuse("it is broken");
     if (parsed.freq == ICAL_SECONDLY_RECURRENCE || parsed.freq == ICAL_MINUTELY_RECURRENCE ||
         parsed.freq == ICAL_HOURLY_RECURRENCE)
@@ -638,7 +650,8 @@ RuleReading ReadRecurrenceSet(const RecurrenceSet& set, const CalendarTime& star
     std::string whyNot;
     auto momentsOf = [&](const std::string& rule) {
         std::set<std::int64_t> moments;
-        const icalrecurrencetype parsed = ParsedRule(rule);
+        const ParsedRule parsedRule(rule);
+        const icalrecurrencetype& parsed = parsedRule.Get();
         const std::optional<std::int64_t> until = UntilOf(parsed, start, zones);
         if (parsed.freq == ICAL_NO_RECURRENCE)
             whyNot = "a device cannot hold its rule " + rule + ": it is broken";

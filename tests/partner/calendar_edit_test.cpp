@@ -445,6 +445,15 @@ TEST(CalendarEdit, OfWhatCannotBeReadIsRefused) {
     EXPECT_TRUE(Format().Edit(File("VEVENT", kTen + "RRULE:FREQ=HOURLY\r\n"), item).problem);
 }
 
+TEST(CalendarEdit, AChangedOccurrenceWithoutAStartStaysAsItIs) {
+    const std::string bytes = File("VEVENT", kTen +
+                                                 "RRULE:FREQ=WEEKLY\r\nEND:VEVENT\r\nBEGIN:VEVENT\r\nUID:u\r\n"
+                                                 "RECURRENCE-ID;TZID=Europe/Berlin:20260309T100000\r\nSUMMARY:S\r\n");
+    FileReading reading = Format().Read(bytes, "a.ics");
+    ASSERT_FALSE(reading.problem) << reading.problem.text;
+    EXPECT_EQ(Format().Edit(bytes, reading.item).bytes, bytes);
+}
+
 // --- Random items ---
 
 std::string RandomText() {
