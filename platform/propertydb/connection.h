@@ -21,6 +21,7 @@
 #include "platform/propertydb/oid_lists.h"
 #include "platform/propertydb/read_ahead.h"
 #include "platform/propertydb/record_codec.h"
+#include "platform/propertydb/seek_tables.h"
 #include "platform/propertydb/sqlite.h"
 #include "platform/propertydb/stamp.h"
 #include "platform/propertydb/volume.h"
@@ -104,6 +105,7 @@ class Connection {
     Statement& Named(const std::string& sql);
     OidLists& Lists() { return m_lists; }
     ReadAhead& Ahead() { return m_ahead; }
+    SeekTables& Tables() { return m_tables; }
     // Makes what this process committed to the volume durable.
     void Sync();
 
@@ -158,6 +160,7 @@ class Connection {
     std::unordered_map<std::string, Statement> m_named;
     OidLists m_lists;
     ReadAhead m_ahead;
+    SeekTables m_tables;
 };
 
 // The lock for one reading call.

@@ -207,7 +207,22 @@ bool Cursor::BeginsWith(const std::string& prefix) const { return m_key.compare(
 bool Cursor::ToFirstEqual(const std::string& prefix) {
     m_ahead = 1;
     m_index.reset();
+    if (const auto* known = m_connection->Tables().ForSeek(*m_connection, Definition(), m_order)) {
+        const auto row = std::ranges::lower_bound(known->rows, std::string_view(prefix), {}, &SeekTables::Row::key);
+        const bool found = row != known->rows.end() && row->key.starts_with(prefix);
+        return found ? StandOn(*row, known->stamp) : StandAtEnd();
+    }
     return (Forward(prefix, 0, 1) && BeginsWith(prefix)) || StandAtEnd();
+}
+
+bool Cursor::StandOn(const SeekTables::Row& row, const Stamp& stamp) {
+    m_stamp = stamp;
+    if (m_rows.empty()) m_rows.emplace_back();
+    m_count = 1;
+    m_rows[0].oid = row.oid;
+    m_rows[0].key = row.key;
+    m_rows[0].props = row.props;
+    return StandOnRow(0);
 }
 
 bool Cursor::ToNextEqual(const std::string& prefix) { return (FromCurrent(1) && BeginsWith(prefix)) || StandAtEnd(); }

@@ -68,6 +68,7 @@ class Cursor {
     void BindKey(Query& query, const std::string& key) const;
     bool Refresh();  // true: the record it stands on is still there
     bool StandOnRow(std::size_t at);
+    bool StandOn(const SeekTables::Row& row, const Stamp& stamp);
     bool StandAtEnd();
     bool Forward(const std::string& from, std::size_t skip, std::size_t rows);
     bool Backward(const std::string& before, std::size_t skip);

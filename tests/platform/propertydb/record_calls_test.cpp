@@ -6,6 +6,7 @@
 #include <functional>
 
 #include "platform/propertydb/options.h"
+#include "platform/propertydb/volume.h"
 #include "property_world.h"
 #include "tests/support/live_counts_check.h"
 #include "tests/support/test_device.h"
@@ -168,6 +169,78 @@ TEST_F(RecordCalls, AFailedMoveEndsAtTheEndButForTheEndAndTheIdentifier) {
     open.Read(&read);
     EXPECT_EQ(read, 0u);
     EXPECT_EQ(GetLastError(), ERROR_NO_MORE_ITEMS);
+}
+
+// Seeks so many records that the database is kept in memory, and goes on while it changes: each seek still finds what
+// is there at that moment.
+TEST_F(RecordCalls, ManySeeksFindWhatIsThereWhoeverChangesItInBetween) {
+    constexpr ULONG kRecords = 300;
+    const SORTORDERSPECEX order = OrderOf({{kNumber}});
+    const CEOID database = MakeDatabase(m_volume.Guid(), TEXT("numbers"), {order});
+    Opened open(m_volume.Guid(), database, &order);
+    // Two records of each even number, in the order of their identifiers.
+    std::vector<CEOID> first, second;
+    for (ULONG i = 0; i < kRecords; ++i) {
+        first.push_back(open.Write(0, {NumberValue(kNumber, 2 * i), TextValue(kText, TEXT("first"))}));
+        second.push_back(open.Write(0, {NumberValue(kNumber, 2 * i), TextValue(kText, TEXT("second"))}));
+    }
+    const auto seek = [&](ULONG number) {
+        return open.Seek(CEDB_SEEK_VALUEFIRSTEQUAL, {NumberValue(kNumber, number)});
+    };
+    const auto seekAll = [&] {
+        for (ULONG i = 0; i < kRecords; ++i) {
+            const ULONG which = i * 7 % kRecords;
+            ASSERT_EQ(seek(2 * which), first[which]);
+            ASSERT_EQ(seek(2 * which + 1), 0u);
+            ASSERT_EQ(GetLastError(), ERROR_NO_MORE_ITEMS);
+        }
+    };
+    seekAll();
+    EXPECT_EQ(seek(100), first[50]);
+    EXPECT_EQ(open.Read().Text(kText), u"first");
+    EXPECT_EQ(open.Seek(CEDB_SEEK_CURRENT, 1), second[50]);
+    EXPECT_EQ(open.Read().Text(kText), u"second");
+    EXPECT_EQ(open.Seek(CEDB_SEEK_CURRENT, -2), second[49]);
+
+    EXPECT_EQ(open.Write(first[50], {TextValue(kText, TEXT("changed"))}), first[50]);
+    EXPECT_EQ(seek(100), first[50]);
+    EXPECT_EQ(open.Read().Text(kText), u"changed");
+    seekAll();
+    const auto elsewhere = propertydb::Volume::OpenApart(TEXT("\\test.vol"));
+    seek(100);
+    EXPECT_TRUE(elsewhere->Update(database, first[50], {{kText, u"elsewhere"}}));
+    EXPECT_EQ(open.Read().Text(kText), u"elsewhere") << "the record was found before it changed";
+    seekAll();
+    EXPECT_TRUE(elsewhere->Delete(database, first[50]));
+    EXPECT_EQ(seek(100), second[50]);
+    first[50] = second[50];
+    seekAll();
+    EXPECT_EQ(open.Write(second[50], {NumberValue(kNumber, 1001)}), second[50]);
+    EXPECT_EQ(seek(100), 0u);
+    EXPECT_EQ(seek(1001), second[50]);
+}
+
+TEST_F(RecordCalls, SeeksInATransactionSeeItsOwnWrites) {
+    const SORTORDERSPECEX order = OrderOf({{kNumber}}, CEDB_SORT_PRIMARYKEY);
+    const CEOID database = MakeDatabase(m_volume.Guid(), TEXT("numbers"), {order});
+    const HANDLE session = CeCreateSession(m_volume.Guid());
+    {
+        Opened open(m_volume.Guid(), database, &order, 0, session);
+        for (ULONG i = 0; i < 100; ++i) open.Write(0, {NumberValue(kNumber, i)});
+        const auto seek = [&](ULONG number) {
+            return open.Seek(CEDB_SEEK_VALUEFIRSTEQUAL, {NumberValue(kNumber, number)});
+        };
+        for (ULONG i = 0; i < 100; ++i) ASSERT_NE(seek(i), 0u);
+        EXPECT_TRUE(CeBeginTransaction(session, CEDB_ISOLATION_SERIALIZABLE));
+        const CEOID added = open.Write(0, {NumberValue(kNumber, 500)});
+        EXPECT_TRUE(open.Delete(seek(7)));
+        for (ULONG i = 0; i < 100; ++i) ASSERT_EQ(seek(i) == 0, i == 7) << i;
+        EXPECT_EQ(seek(500), added);
+        EXPECT_TRUE(CeEndTransaction(session, FALSE));
+        for (ULONG i = 0; i < 100; ++i) ASSERT_NE(seek(i), 0u);
+        EXPECT_EQ(seek(500), 0u);
+    }
+    CloseHandle(session);
 }
 
 TEST_F(RecordCalls, SeeksWithBadArgumentsAreRefused) {
