@@ -474,6 +474,37 @@ class ParsedRule {
     icalrecurrencetype m_rule;
 };
 
+// Whether pattern and rule say the same in other words, so that no occurrences need to be compared: nothing drifts, no
+// month is too short, and weeks begin on the same day or need not.
+bool IsTheSame(const icalrecurrencetype& rule, const Pattern& pattern, const CalendarTime& start,
+               const TimeZones& zones) {
+    const TimeForm& form = start.form;
+    const bool isOwnClock = form.kind == TimeKind::Date || form.kind == TimeKind::Floating ||
+                            (form.kind == TimeKind::Zoned && form == zones.DeviceForm());
+    const bool hasTimes = !ListOf(rule.by_second, ICAL_BY_SECOND_SIZE).empty() ||
+                          !ListOf(rule.by_minute, ICAL_BY_MINUTE_SIZE).empty() ||
+                          !ListOf(rule.by_hour, ICAL_BY_HOUR_SIZE).empty();
+    const bool endsTwice = rule.count > 0 && pattern.ends;
+    if (!isOwnClock || hasTimes || endsTwice || rule.rscale || !pattern.Has(pattern.start)) return false;
+    const bool isOneDay = pattern.dayOfMonth >= 1 && pattern.dayOfMonth <= 28;
+    const bool isNth = pattern.instance >= 1 && pattern.instance < kLast;
+    switch (pattern.type) {
+        case 0:
+            return pattern.mask == 0;
+        case 1:
+            return pattern.interval == 1 || rule.week_start == ICAL_SUNDAY_WEEKDAY ||
+                   std::popcount(static_cast<unsigned>(pattern.mask)) == 1;
+        case 2:
+            return rule.freq == ICAL_MONTHLY_RECURRENCE && isOneDay;
+        case 3:
+            return rule.freq == ICAL_MONTHLY_RECURRENCE && isNth;
+        case 5:
+            return isOneDay;
+        default:
+            return isNth;
+    }
+}
+
 // The patterns that may have all these days, which are two or more.
 std::vector<Pattern> PatternsThrough(const std::vector<std::int64_t>& days) {
     auto monthOf = [](std::int64_t day) { return 12 * DateOfDay(day).year + DateOfDay(day).month; };
@@ -565,6 +596,21 @@ RuleReading ReadRule(std::string_view text, const CalendarTime& start, const Tim
     if (until) {
         pattern.ends = true;
         pattern.lastDay = DayOfWall(*until) - (*until - DayOfWall(*until) * kDay < clock ? 1 : 0);
+    }
+
+    if (IsTheSame(parsed, pattern, start, zones)) {
+        if (parsed.count > 0) {
+            pattern.ends = true;
+            pattern.lastDay = pattern.start;
+            Pattern endless = pattern;
+            endless.ends = false;
+            for (int i = 1; i < parsed.count; i++) {
+                const std::optional<std::int64_t> next = endless.Next(pattern.lastDay + 1);
+                if (!next) break;
+                pattern.lastDay = *next;
+            }
+        }
+        return reading;
     }
 
     // The occurrences of both, until they differ.

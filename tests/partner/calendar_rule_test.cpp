@@ -258,5 +258,30 @@ TEST(PatternText, AgreesWithTheRuleReaderOnRandomPatterns) {
     }));
 }
 
+// A rule of the device's own clock is believed where its form says enough, one in UTC is compared date by date.
+TEST(RuleInAZone, SaysTheSameWhetherItsDatesAreComparedOrNot) {
+    EXPECT_TRUE(rc::check("by its form or by its dates", [] {
+        const TimeZones zones(nullptr, "UTC");
+        const std::int64_t wall = *rc::gen::inRange<std::int64_t>(0, 24000) * 86400 + 36000;
+        std::string rule = "FREQ=" + *rc::gen::element<std::string>("DAILY", "WEEKLY", "MONTHLY", "YEARLY");
+        rule += *rc::gen::element<std::string>("", "", ";INTERVAL=2", ";INTERVAL=3");
+        rule +=
+            *rc::gen::element<std::string>("", "", ";BYDAY=MO", ";BYDAY=MO,TH,SU", ";BYDAY=2TU", ";BYDAY=-1FR",
+                                           ";BYMONTHDAY=13", ";BYMONTHDAY=31", ";BYMONTH=5", ";BYMONTH=3;BYDAY=1SA");
+        rule += *rc::gen::element<std::string>("", "", ";WKST=SU", ";BYSETPOS=2");
+        rule += *rc::gen::element<std::string>("", ";COUNT=1", ";COUNT=7", ";UNTIL=20300515T100000");
+        const RuleReading form = ReadRule(rule, {wall, {TimeKind::Floating, ""}}, zones);
+        const RuleReading dates = ReadRule(rule, {wall, {TimeKind::Utc, ""}}, zones);
+        RC_TAG(form.whyNot.empty());
+        RC_ASSERT(form.whyNot.empty() == dates.whyNot.empty());
+        if (!form.whyNot.empty()) return;
+        RC_ASSERT(RuleText(form.pattern) == RuleText(dates.pattern));
+        RC_ASSERT(form.pattern.start == dates.pattern.start);
+        RC_ASSERT(form.pattern.ends == dates.pattern.ends);
+        RC_ASSERT(form.pattern.lastDay == dates.pattern.lastDay);
+        RC_ASSERT(form.surplus == dates.surplus);
+    }));
+}
+
 }  // namespace
 }  // namespace kez::partner
