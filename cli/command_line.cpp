@@ -45,6 +45,12 @@ CLI::Option* NumberFrom(CLI::Option* option, unsigned least, unsigned most) {
     return option->check(CLI::Validator(look, ""))->type_name("NUMBER");
 }
 
+// A file or folder, whatever is there.
+CLI::Option* Named(CLI::Option* option) {
+    auto look = [](std::string& given) { return given.empty() ? std::string("\"\" names nothing") : std::string(); };
+    return option->check(CLI::Validator(look, ""))->type_name("");
+}
+
 CLI::Option* Identifier(CLI::Option* option) { return NumberFrom(option, 1, ~0u)->type_name(""); }
 
 std::string DefaultConfigFile() {
@@ -94,7 +100,7 @@ class Declarations {
         return sub;
     }
     void Folder(CLI::App* command, const char* does) {
-        command->add_option("FOLDER", m_request.folder, does)->required()->type_name("");
+        Named(command->add_option("FOLDER", m_request.folder, does)->required());
     }
     void Force(CLI::App* command, const char* does) { command->add_flag("--force", m_request.force, does); }
     void Types(CLI::App* command) {
@@ -112,6 +118,8 @@ class Declarations {
 void Declarations::Common() {
     Request& r = m_request;
     m_app.set_version_flag("--version", kVersion, "print the version");
+    // A name that nobody knows is a mistake in writing.
+    m_app.allow_config_extras(CLI::config_extras_mode::error);
     m_app.set_config("--config", DefaultConfigFile(), "read options from this file")->type_name("FILE");
     m_app.add_option("--device", r.common.device, "the device folder; also KEZSYNC_DEVICE in the environment")
         ->envname("KEZSYNC_DEVICE")
@@ -135,14 +143,14 @@ void Declarations::Device() {
     auto* init =
         Command("init", "Make a device folder: volumes, databases, change tables and level files",
                 "init my-device --time-zone Europe/Berlin", [&r] { return Init(r.common, r.folder, r.timeZone); });
-    init->add_option("DEVICE", r.folder, "the folder to make; missing or empty")->required()->type_name("");
+    Named(init->add_option("DEVICE", r.folder, "the folder to make; missing or empty")->required());
     init->add_option("--time-zone", r.timeZone, "the device's time zone, a tz name (default: this machine's)")
         ->type_name("ZONE");
 
     auto* import =
         Command("import", "Put vCards and iCalendar items onto the device, as its owner would enter them",
                 "import --device my-device people.vcf calendar/", [&r] { return Import(r.common, r.files); });
-    import->add_option("FILE|FOLDER", r.files, "files, or folders of files")->required()->type_name("");
+    Named(import->add_option("FILE|FOLDER", r.files, "files, or folders of files")->required());
 
     auto* exportTo = Command("export", "Copy everything on the device into a new folder; changes nothing on the device",
                              "export --device my-device backup/", [&r] { return Export(r.common, r.folder); });
@@ -274,11 +282,11 @@ void Declarations::LookingInside() {
     auto* dump = Command(*packet, "dump", "Fields, names, values and fingerprint of a packet",
                          "packet dump contact.bin --type contacts",
                          [&r] { return PacketDump(r.common, r.files.at(0), TypeOf(r.typeName)); });
-    dump->add_option("FILE", r.files, "a file with one packet")->required()->expected(1)->type_name("");
+    Named(dump->add_option("FILE", r.files, "a file with one packet")->required()->expected(1));
     auto* diff =
         Command(*packet, "diff", "What differs between two packets", "packet diff before.bin after.bin --type contacts",
                 [&r] { return PacketDiff(r.common, r.files.at(0), r.files.at(1), TypeOf(r.typeName)); });
-    diff->add_option("FILE", r.files, "two files with one packet each")->required()->expected(2)->type_name("");
+    Named(diff->add_option("FILE", r.files, "two files with one packet each")->required()->expected(2));
     for (CLI::App* command : {dump, diff}) {
         OneOf(command->add_option("--type", r.typeName, "whose names the properties get (default: contacts)"),
               kTypeNames);

@@ -14,6 +14,10 @@ int Main(int argc, char** argv) {
     DeclareCommandLine(app, request);
     try {
         app.parse(argc, argv);
+    } catch (const CLI::ConfigError& error) {
+        PrintError(app.get_config_ptr()->as<std::string>() + ": no option is named so, or not with such a value (" +
+                   error.what() + ")");
+        return kWrongUsage;
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? kDone : kWrongUsage;
     }
@@ -31,6 +35,9 @@ int Main(int argc, char** argv) {
     } catch (const PairingRefused& error) {
         PrintError(error.what());
         return kRefused;
+    } catch (const std::filesystem::filesystem_error& error) {
+        PrintError(error.path1().string() + ": " + error.code().message());
+        return kFailed;
     } catch (const std::exception& error) {
         PrintError(error.what());
         return kFailed;

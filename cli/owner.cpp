@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "cli/owner_fields.h"
+#include "platform/control/control.h"
 
 namespace kez::cli {
 namespace {
@@ -19,6 +20,16 @@ using sync::ItemType;
     if (result == E_INVALIDREMINDERTIME) why = "has a reminder that does not go with its dates";
     if (result == E_FIELDTOOLARGE) why = "has a text that is too long for the device";
     throw OwnerError(what + " " + why + " (" + code + ")");
+}
+
+// Logging on opens the volume of items: its failure is one of that file.
+[[noreturn]] void NotOpened(HRESULT result) {
+    char code[16];
+    std::snprintf(code, sizeof code, "0x%08X", static_cast<unsigned>(result));
+    std::string why = "; kezsync doctor looks for the reason";
+    if (result == HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED)) why = ": its volume can only be read, not written to";
+    if (result == HRESULT_FROM_WIN32(ERROR_DISK_FULL)) why = ": the disk is full";
+    throw OwnerError(control::DeviceFolder().string() + ": the device's items cannot be opened (" + code + ")" + why);
 }
 
 INT FolderOf(ItemType type) {
@@ -92,7 +103,7 @@ Owner::Owner() {
     if (FAILED(result)) {
         m_application = {};
         CoUninitialize();
-        Refused("the device's Pocket Outlook", result);
+        NotOpened(result);
     }
 }
 
