@@ -13,12 +13,14 @@ FileEntry DryFiles::EntryOf(const std::string& path, const FileContent& content)
     return {path.substr(path.rfind('/') + 1), FileKind::Regular, content.stamp};
 }
 
-std::vector<FileEntry> DryFiles::List(const std::string& folder) {
+std::vector<FileEntry> DryFiles::List(const std::string& folder, const partner::NameFilter& wanted) {
     std::vector<FileEntry> entries;
-    if (m_real.Look(folder).kind != FileKind::None || folder != m_folder) entries = m_real.List(folder);
+    if (m_real.Look(folder).kind != FileKind::None || folder != m_folder) entries = m_real.List(folder, wanted);
     std::erase_if(entries, [&](const FileEntry& entry) { return m_changes.count(folder + "/" + entry.name) != 0; });
     for (const auto& [path, content] : m_changes) {
-        if (content && path.substr(0, path.rfind('/')) == folder) entries.push_back(EntryOf(path, *content));
+        const std::size_t end = path.rfind('/');
+        if (!content || path.substr(0, end) != folder || (wanted && !wanted(path.substr(end + 1)))) continue;
+        entries.push_back(EntryOf(path, *content));
     }
     return entries;
 }

@@ -15,7 +15,7 @@ class DryFiles : public partner::FileLayer {
     // `folder` (absolute) counts as there even where it is not.
     explicit DryFiles(std::string folder) : m_folder(std::move(folder)) {}
 
-    std::vector<partner::FileEntry> List(const std::string& folder) override;
+    std::vector<partner::FileEntry> List(const std::string& folder, const partner::NameFilter& wanted = {}) override;
     partner::FileEntry Look(const std::string& path) override;
     partner::FileContent Read(const std::string& path) override;
     void Write(const std::string& path, const std::string& bytes, std::uint32_t mode) override;

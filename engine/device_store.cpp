@@ -135,6 +135,7 @@ sync::Listing DeviceStore::List(ItemType type) {
     const ObjectList list = m_connection.List(type);
 
     sync::Listing listing;
+    listing.items.reserve(list.unchanged.size() + list.changed.size());
     for (const CEOID oid : list.unchanged) listing.items.push_back({std::to_string(oid), {}, false, {}, {}});
     for (const CEOID oid : list.changed) listing.items.push_back({std::to_string(oid), {}, true, {}, {}});
     // No list at all is what an empty type answers, and also a provider that could not open its database. It is

@@ -53,7 +53,7 @@ FileKind KindOf(const struct stat& status) {
 
 FileError::FileError(int error, const std::string& what) : std::runtime_error(what), m_error(error) {}
 
-std::vector<FileEntry> RealFileLayer::List(const std::string& folder) {
+std::vector<FileEntry> RealFileLayer::List(const std::string& folder, const NameFilter& wanted) {
     Descriptor fd(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (fd.Get() < 0) Fail("cannot list", folder);
     DIR* dir = ::fdopendir(::dup(fd.Get()));
@@ -63,7 +63,7 @@ std::vector<FileEntry> RealFileLayer::List(const std::string& folder) {
     while (dirent* entry = ::readdir(dir)) {
         std::string name = entry->d_name;
         struct stat status;
-        if (name == "." || name == "..") continue;
+        if (name == "." || name == ".." || (wanted && !wanted(name))) continue;
         if (::fstatat(fd.Get(), entry->d_name, &status, AT_SYMLINK_NOFOLLOW) == 0)
             entries.push_back({std::move(name), KindOf(status), StampOf(status)});
         errno = 0;  // what went between the two calls is not there any more

@@ -3,8 +3,10 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace kez::partner {
@@ -41,13 +43,16 @@ class FileError : public std::runtime_error {
     int m_error;
 };
 
+using NameFilter = std::function<bool(std::string_view name)>;
+
 // Paths are absolute. Every operation throws FileError, whose text names the operation, the path and the reason.
 class FileLayer {
  public:
     virtual ~FileLayer() = default;
 
-    // What is in a folder, with the stamps of regular files; links are not followed.
-    virtual std::vector<FileEntry> List(const std::string& folder) = 0;
+    // What is in a folder (where `wanted` is given, what it says yes to), with the stamps of regular files; links are
+    // not followed.
+    virtual std::vector<FileEntry> List(const std::string& folder, const NameFilter& wanted = {}) = 0;
     // One entry; of kind None where there is nothing. Links are not followed.
     virtual FileEntry Look(const std::string& path) = 0;
     // A regular file; a link is refused (ELOOP).
@@ -70,7 +75,7 @@ class FileLayer {
 
 class RealFileLayer : public FileLayer {
  public:
-    std::vector<FileEntry> List(const std::string& folder) override;
+    std::vector<FileEntry> List(const std::string& folder, const NameFilter& wanted = {}) override;
     FileEntry Look(const std::string& path) override;
     FileContent Read(const std::string& path) override;
     void Write(const std::string& path, const std::string& bytes, std::uint32_t mode) override;

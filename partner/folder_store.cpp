@@ -159,10 +159,15 @@ void FolderStore::Forget(const std::string& id) {
 
 Listing FolderStore::List(ItemType type) {
     Listing listing;
+    const NameFilter isOfType = [&](std::string_view name) {
+        if (name == kMarkerName) return true;
+        const ItemFormat* format = FormatOf(name);
+        return format && format->Holds(type);
+    };
     std::vector<FileEntry> entries;
     try {
         CheckFolder();
-        entries = m_files.List(m_folder);
+        entries = m_files.List(m_folder, isOfType);
     } catch (const FileError& error) {
         throw StoreError(error.what());
     }
@@ -177,7 +182,9 @@ Listing FolderStore::List(ItemType type) {
     }
 
     auto& cache = Cache();
-    std::unordered_map<std::string, std::string> uids;  // to the first file that has it
+    listing.items.reserve(entries.size());
+    std::unordered_map<std::string_view, const FileEntry*> uids;  // to the first file that has it
+    uids.reserve(entries.size());
     std::size_t seen = 0;
     for (const auto& entry : entries) {
         const ItemFormat* format = FormatOf(entry.name);
@@ -222,17 +229,20 @@ Listing FolderStore::List(ItemType type) {
         if (file.problem != ProblemCode::None) {
             item.problem = Problem{file.problem, file.problemText, entry.name};
         } else if (!file.uid.empty()) {
-            auto [first, isFirst] = uids.emplace(file.uid, entry.name);
+            auto [first, isFirst] = uids.emplace(file.uid, &entry);
             if (!isFirst)
                 item.problem =
-                    Problem{ProblemCode::Duplicate, first->second + " has the same UID " + file.uid, entry.name};
+                    Problem{ProblemCode::Duplicate, first->second->name + " has the same UID " + file.uid, entry.name};
         }
         listing.items.push_back(std::move(item));
     }
+    const auto known =
+        std::count_if(cache.begin(), cache.end(), [&](const auto& file) { return isOfType(file.first); });
     // Fewer than are remembered: some went.
-    if (cache.size() > seen) {
+    if (static_cast<std::size_t>(known) > seen) {
         std::vector<std::string> gone;
         for (const auto& [name, file] : cache) {
+            if (!isOfType(name)) continue;
             auto at = std::lower_bound(entries.begin(), entries.end(), name,
                                        [](const FileEntry& entry, const std::string& n) { return entry.name < n; });
             if (at == entries.end() || at->name != name) gone.push_back(name);

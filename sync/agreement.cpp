@@ -214,7 +214,7 @@ void Agreement::MatchNew(ItemType type, std::vector<Step>& deviceNew, std::vecto
 
 void Agreement::Guard(const Plan& plan) const {
     std::size_t remembered = 0;
-    for (const ItemType type : m_options.types) remembered += m_state.Pairs(type).size();
+    for (const ItemType type : m_options.types) remembered += m_state.CountPairs(type);
     std::size_t goneOnDevice = 0;
     std::size_t goneInFolder = 0;
     for (const Step& step : plan.steps) {

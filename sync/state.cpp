@@ -24,7 +24,7 @@ CREATE TABLE IF NOT EXISTS pair (
     number INTEGER PRIMARY KEY AUTOINCREMENT, type INTEGER NOT NULL,
     device_id TEXT NOT NULL, folder_id TEXT NOT NULL,
     device_revision TEXT NOT NULL, folder_revision TEXT NOT NULL, title TEXT NOT NULL,
-    device_base BLOB NOT NULL, folder_base BLOB, doubt INTEGER NOT NULL DEFAULT 0,
+    doubt INTEGER NOT NULL DEFAULT 0, device_base BLOB NOT NULL, folder_base BLOB,
     UNIQUE (type, device_id), UNIQUE (type, folder_id));
 CREATE TABLE IF NOT EXISTS unsettled (type INTEGER NOT NULL, id TEXT NOT NULL, PRIMARY KEY (type, id)) WITHOUT ROWID;
 CREATE TABLE IF NOT EXISTS listing (type INTEGER PRIMARY KEY);
@@ -162,6 +162,7 @@ std::set<std::string> State::Unsettled(ItemType type) {
 
 std::vector<Pair> State::Pairs(ItemType type) {
     std::vector<Pair> pairs;
+    pairs.reserve(CountPairs(type));
     Statement all(*m_connection,
                   "SELECT number, device_id, folder_id, device_revision, folder_revision, title, doubt FROM pair "
                   "WHERE type = ? ORDER BY number");
@@ -170,6 +171,11 @@ std::vector<Pair> State::Pairs(ItemType type) {
                          static_cast<Doubt>(all.Integer(6))});
     }
     return pairs;
+}
+
+std::size_t State::CountPairs(ItemType type) {
+    Statement count(*m_connection, "SELECT count(*) FROM pair WHERE type = ?");
+    return count.Bind(Number(type)).Step() ? static_cast<std::size_t>(count.Integer(0)) : 0;
 }
 
 Bases State::BasesOf(const Pair& pair) {
@@ -219,7 +225,7 @@ void State::Commit(const Batch& batch) {
                    "DELETE FROM pair WHERE number = ?1 OR (type = ?2 AND (device_id = ?3 OR folder_id = ?4))");
     Statement put(*m_connection,
                   "INSERT INTO pair (number, type, device_id, folder_id, device_revision, folder_revision, title, "
-                  "device_base, folder_base, doubt) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
+                  "doubt, device_base, folder_base) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
     Statement written(*m_connection, "DELETE FROM writing WHERE type = ? AND folder_id = ?");
     for (const auto& [pair, bases] : batch.agreed) {
         drop.Bind(pair.number).Bind(Number(pair.type)).Bind(pair.deviceId).Bind(pair.folderId).Run();
@@ -229,13 +235,14 @@ void State::Commit(const Batch& batch) {
             put.BindNull();
         }
         put.Bind(Number(pair.type)).Bind(pair.deviceId).Bind(pair.folderId).Bind(pair.deviceRevision);
-        put.Bind(pair.folderRevision).Bind(pair.title).BindBlob(Packed(bases.device));
+        put.Bind(pair.folderRevision).Bind(pair.title);
+        put.Bind(static_cast<std::int64_t>(pair.doubt)).BindBlob(Packed(bases.device));
         if (bases.folder == bases.device) {
             put.BindNull();
         } else {
             put.BindBlob(Packed(bases.folder));
         }
-        put.Bind(static_cast<std::int64_t>(pair.doubt)).Run();
+        put.Run();
         written.Bind(Number(pair.type)).Bind(pair.folderId).Run();
     }
 

@@ -91,6 +91,7 @@ class State : public Keepsakes {
     std::set<std::string> Unsettled(ItemType type);  // identifiers listed as changed and not settled since
 
     std::vector<Pair> Pairs(ItemType type);
+    std::size_t CountPairs(ItemType type);
     Bases BasesOf(const Pair& pair);
 
     // All that is remembered is doubted, and everything is to be compared.

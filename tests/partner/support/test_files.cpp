@@ -51,10 +51,12 @@ std::shared_ptr<DiskFiles::File> DiskFiles::Find(const std::string& path, const 
     return found->second;
 }
 
-std::vector<FileEntry> DiskFiles::List(const std::string& folder) {
+std::vector<FileEntry> DiskFiles::List(const std::string& folder, const partner::NameFilter& wanted) {
     Count("list", folder);
     std::vector<FileEntry> entries;
-    for (const auto& [name, file] : m_live) entries.push_back({name, file->kind, file->stamp});
+    for (const auto& [name, file] : m_live) {
+        if (!wanted || wanted(name)) entries.push_back({name, file->kind, file->stamp});
+    }
     return entries;
 }
 

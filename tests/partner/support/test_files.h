@@ -30,7 +30,7 @@ class DiskFiles : public partner::FileLayer {
     std::function<void(const std::string& call)> before;  // for what happens meanwhile
     bool processesLive = false;
 
-    std::vector<partner::FileEntry> List(const std::string& folder) override;
+    std::vector<partner::FileEntry> List(const std::string& folder, const partner::NameFilter& wanted) override;
     partner::FileEntry Look(const std::string& path) override;
     partner::FileContent Read(const std::string& path) override;
     void Write(const std::string& path, const std::string& bytes, std::uint32_t mode) override;
