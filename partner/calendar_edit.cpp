@@ -327,8 +327,8 @@ class CalendarEditor {
                 return {ProblemCode::NotRepresentable, "its recurrence is no pattern that is known", ""};
             m_first = m_pattern->Next(m_pattern->start);
             if (!m_first) return {ProblemCode::NotRepresentable, "its recurrence has no occurrence", ""};
-            if (IsOld(m_parts.syntax) && RuleDiffers())
-                return {ProblemCode::NotRepresentable, "the recurrence in a file of vCalendar 1.0 is not changed", ""};
+            if (IsOld(m_parts.syntax) && RuleDiffers() && OldRuleText(*m_pattern).empty())
+                return {ProblemCode::NotRepresentable, "a file of vCalendar 1.0 has no words for its recurrence", ""};
         }
         m_editor.ChangeTexts();
         if (m_parts.type == ItemType::Appointment)
@@ -399,6 +399,15 @@ class CalendarEditor {
         return ";UNTIL=" + CalendarTimeText(m_zones.FromDevice(last + (isOwn ? clock : kDay - 1), {TimeKind::Utc, ""}));
     }
 
+    // " #0" for none.
+    std::string OldEndText() const {
+        if (!m_pattern->ends) return " #0";
+        const std::int64_t last = m_pattern->lastDay * kDay + ClockOf(m_deviceStart);
+        const bool isDay = m_start->form.kind == TimeKind::Date;
+        return " " + CalendarTimeText(isDay ? CalendarTime{last, {TimeKind::Floating, ""}}
+                                            : m_zones.FromDevice(last, m_start->form));
+    }
+
     void ChangeRule(bool moves) {
         Component& master = *m_parts.master;
         ContentLine* line = master.First("RRULE");
@@ -409,11 +418,21 @@ class CalendarEditor {
             return;
         }
         if (m_reading.rule && m_reading.rule->isList) {
-            if (!RuleDiffers() && !moves) return;
+            if (!RuleDiffers() && (!moves || IsOld(m_parts.syntax))) return;
             // A pattern takes the place of everything that named the dates.
             for (const char* property : {"RRULE", "EXRULE", "RDATE"})
                 for (const ContentLine* one : master.Lines(property)) m_document.Remove(master, *one);
             line = nullptr;
+        }
+        if (IsOld(m_parts.syntax)) {
+            if (!RuleDiffers()) return;
+            const std::string rule = OldRuleText(*m_pattern) + OldEndText();
+            m_rulesNew = !line || AnyDiffers(kRuleFields);
+            if (line)
+                m_document.SetText(*line, rule, m_parts.syntax);
+            else
+                m_document.Insert(master, AfterTimes(), "RRULE", rule, m_parts.syntax);
+            return;
         }
         const std::string text = line ? Trimmed(Text(*line)) : "";
         const bool hasUntil = UpperCase(text).find("UNTIL=") != std::string::npos;
@@ -483,7 +502,8 @@ class CalendarEditor {
                 continue;
             }
             deleted.insert(day);
-            values[date.line] += (values[date.line].empty() ? "" : ",") + value;
+            const char* separator = IsOld(m_parts.syntax) ? ";" : ",";
+            values[date.line] += (values[date.line].empty() ? "" : separator) + value;
         }
         for (ContentLine* line : touched) {
             if (values[line].empty()) {

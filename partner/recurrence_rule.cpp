@@ -806,4 +806,31 @@ std::string RuleOfOldText(std::string_view text) {
     return "";
 }
 
+std::string OldRuleText(const Pattern& pattern) {
+    const std::string interval = std::to_string(pattern.interval);
+    std::string days;
+    for (const std::string& name : Split(NamesOf(pattern.mask), ',')) days += " " + name;
+    const bool isOneDay = pattern.dayOfMonth >= 1 && pattern.dayOfMonth <= 28;
+    switch (pattern.type) {
+        case 0:
+            if (pattern.mask == 0) return "D" + interval;
+            return pattern.interval == 1 ? "W1" + days : "";
+        case 1:
+            return "W" + interval + days;
+        case 2:
+            if (pattern.dayOfMonth == 31) return "MD" + interval + " LD";
+            return isOneDay ? "MD" + interval + " " + std::to_string(pattern.dayOfMonth) : "";
+        case 3: {
+            if (std::popcount(static_cast<unsigned>(pattern.mask)) != 1) return "";
+            const std::string position = pattern.instance >= kLast ? "1-" : std::to_string(pattern.instance) + "+";
+            return "MP" + interval + " " + position + days;
+        }
+        case 5:
+            // It has no words for the day: that is the day of the start.
+            return isOneDay ? "YM1 " + std::to_string(pattern.monthOfYear) : "";
+        default:
+            return "";
+    }
+}
+
 }  // namespace kez::partner

@@ -60,5 +60,7 @@ RuleReading ReadRecurrenceSet(const RecurrenceSet& set, const CalendarTime& star
 
 // The rule of a vCalendar 1.0 ("W1 MO WE #10", "MP1 1+ MO 20261231T000000") in the form of 2.0; "" for none.
 std::string RuleOfOldText(std::string_view rule);
+// And back, without its end ("MP1 1+ MO"); "" for a pattern that the older version cannot say.
+std::string OldRuleText(const Pattern& pattern);
 
 }  // namespace kez::partner

@@ -454,6 +454,74 @@ TEST(CalendarEdit, AChangedOccurrenceWithoutAStartStaysAsItIs) {
     EXPECT_EQ(Format().Edit(bytes, reading.item).bytes, bytes);
 }
 
+// --- The older version ---
+
+struct OldRuleCase {
+    const char* what;
+    Fields changes;
+    std::string rule;  // "" where it cannot say so
+};
+const OldRuleCase kOldRules[] = {
+    {"every other week", {{"Interval", "2"}}, "W2 MO WE 20260401T100000"},
+    {"without an end", {{"NoEndDate", "1"}, {"PatternEndDate", ""}}, "W1 MO WE #0"},
+    {"another end", {{"PatternEndDate", "2026-03-18 00:00:00"}}, "W1 MO WE 20260318T100000"},
+    {"each day", {{"RecurrenceType", "0"}, {"DayOfWeekMask", ""}}, "D1 20260401T100000"},
+    {"each working day", {{"RecurrenceType", "0"}, {"DayOfWeekMask", "62"}}, "W1 MO TU WE TH FR 20260401T100000"},
+    {"a day of the month",
+     {{"RecurrenceType", "2"}, {"DayOfMonth", "2"}, {"DayOfWeekMask", ""}},
+     "MD1 2 20260401T100000"},
+    {"the first Monday",
+     {{"RecurrenceType", "3"}, {"Instance", "1"}, {"DayOfWeekMask", "2"}},
+     "MP1 1+ MO 20260401T100000"},
+    {"a day of the year",
+     {{"RecurrenceType", "5"}, {"DayOfMonth", "2"}, {"MonthOfYear", "3"}, {"DayOfWeekMask", ""}},
+     "YM1 3 20260401T100000"},
+    {"the first Monday of March",
+     {{"RecurrenceType", "6"}, {"Instance", "1"}, {"MonthOfYear", "3"}, {"DayOfWeekMask", "2"}},
+     ""},
+    {"the first working day", {{"RecurrenceType", "3"}, {"Instance", "1"}, {"DayOfWeekMask", "62"}}, ""},
+    {"the 30th", {{"RecurrenceType", "2"}, {"DayOfMonth", "30"}, {"DayOfWeekMask", ""}}, ""},
+};
+
+TEST(CalendarEdit, OfTheOlderVersionChangesTheRuleInItsWords) {
+    const std::string file =
+        "BEGIN:VCALENDAR\r\nVERSION:1.0\r\nBEGIN:VEVENT\r\nUID:u\r\nDTSTART:20260302T100000\r\n"
+        "DTEND:20260302T110000\r\nRRULE:W1 MO WE 20260401T100000\r\nSUMMARY:S\r\nEND:VEVENT\r\nEND:VCALENDAR\r\n";
+    for (const auto& row : kOldRules) {
+        FileReading reading = Format().Read(file, "a.ics");
+        ASSERT_FALSE(reading.problem) << reading.problem.text;
+        for (const auto& [name, value] : row.changes) reading.item.fields[name] = value;
+        std::erase_if(reading.item.fields, [](const auto& field) { return field.second.empty(); });
+        ItemFormat::Writing writing = Format().Edit(file, reading.item);
+        if (row.rule.empty()) {
+            EXPECT_EQ(writing.problem.code, ProblemCode::NotRepresentable) << row.what;
+            continue;
+        }
+        std::string wanted = file;
+        wanted.replace(wanted.find("W1 MO WE 20260401T100000"), 24, row.rule);
+        EXPECT_EQ(writing.bytes, wanted) << row.what;
+        Fields back = ReadBack(writing.bytes);
+        for (const auto& [name, value] : row.changes) {
+            const bool isSaidOtherwise = name == "RecurrenceType" || name == "PatternEndDate" || value.empty();
+            EXPECT_TRUE(isSaidOtherwise || back[name] == value) << row.what << name << back[name];
+        }
+    }
+}
+
+TEST(CalendarEdit, OfTheOlderVersionDeletesOccurrencesInItsWords) {
+    const std::string file =
+        "BEGIN:VCALENDAR\r\nVERSION:1.0\r\nBEGIN:VEVENT\r\nUID:u\r\nDTSTART:20260302T100000\r\n"
+        "DTEND:20260302T110000\r\nRRULE:W1 MO #9\r\nEXDATE:20260309T100000;20260316T100000\r\nEND:VEVENT\r\n"
+        "END:VCALENDAR\r\n";
+    FileReading reading = Format().Read(file, "a.ics");
+    ASSERT_FALSE(reading.problem) << reading.problem.text;
+    reading.item.fields["ExceptionDates"] += "\t2026-03-23 10:00:00";
+    const std::string edited = Format().Edit(file, reading.item).bytes;
+    EXPECT_EQ(ReadBack(edited)["ExceptionDates"], reading.item.fields["ExceptionDates"]);
+    reading.item.fields["ExceptionDates"] = "2026-03-16 10:00:00";
+    EXPECT_THAT(Format().Edit(file, reading.item).bytes, HasSubstr("EXDATE:20260316T100000\r\n"));
+}
+
 // --- Random items ---
 
 std::string RandomText() {
