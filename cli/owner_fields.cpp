@@ -8,6 +8,7 @@
 
 #include "cli/owner.h"
 #include "engine/com_ptr.h"
+#include "engine/item_text.h"
 #include "engine/occurrences.h"
 
 namespace kez::cli {
@@ -15,19 +16,11 @@ namespace {
 
 using engine::AutomationString;
 using engine::ComPtr;
+using engine::DateText;
 using sync::Fields;
 using sync::ItemType;
 
 // --- Values as text ---------------------------------------------------------------------------------------
-
-std::string DateText(DATE date) {
-    SYSTEMTIME t{};
-    if (date == DATE_NONE || !VariantTimeToSystemTime(date, &t)) return {};
-    char text[48];
-    std::snprintf(text, sizeof text, "%04d-%02d-%02d %02d:%02d:%02d", t.wYear, t.wMonth, t.wDay, t.wHour, t.wMinute,
-                  t.wSecond);
-    return text;
-}
 
 // "YYYY-MM-DD" or "YYYY-MM-DD hh:mm[:ss]"; an empty text is no date.
 DATE DateOf(const std::string& name, const std::string& text) {
@@ -293,21 +286,9 @@ TypedField<Item> DateField(const char* name, HRESULT (Item::*get)(DATE*), HRESUL
     return field;
 }
 
-std::string RecipientsText(IAppointment& appointment) {
-    ComPtr<IRecipients> recipients;
-    INT count = 0;
-    std::string text;
-    if (FAILED(appointment.get_Recipients(recipients.Out())) || FAILED(recipients->get_Count(&count))) return text;
-    for (INT i = 1; i <= count; ++i) {
-        ComPtr<IRecipient> recipient;
-        AutomationString name;
-        AutomationString address;
-        if (FAILED(recipients->Item(i, recipient.Out()))) continue;
-        recipient->get_Name(name.Out());
-        recipient->get_Address(address.Out());
-        if (SysStringLen(name.Get()) == 0 || SysStringLen(address.Get()) == 0) continue;
-        text += (text.empty() ? "" : ";") + Utf8(name.Get()) + ";" + Utf8(address.Get());
-    }
+std::string RecipientsOf(IAppointment& appointment) {
+    std::string text = engine::RecipientsText(appointment).value_or("");
+    if (text.ends_with(';')) text.pop_back();
     return text;
 }
 
@@ -352,7 +333,7 @@ const std::vector<TypedField<IAppointment>>& AppointmentFields() {
         FlagField<A>("ReminderSet", &A::get_ReminderSet, &A::put_ReminderSet),
         TextField<A>("Categories", &A::get_Categories, &A::put_Categories),
         TextField<A>("Body", &A::get_Body, &A::put_Body),
-        {"Recipients", RecipientsText, PutRecipients},
+        {"Recipients", RecipientsOf, PutRecipients},
     };
     return fields;
 }
@@ -499,12 +480,7 @@ std::vector<std::string> SplitAt(const std::string& text, const std::string& sep
 }  // namespace
 
 std::string Utf8(LPCWSTR text) {
-    if (!text) return {};
-    const INT size = WideCharToMultiByte(CP_UTF8, 0, text, -1, nullptr, 0, nullptr, nullptr);
-    if (size <= 1) return {};
-    std::string utf8(static_cast<std::size_t>(size), '\0');
-    WideCharToMultiByte(CP_UTF8, 0, text, -1, utf8.data(), size, nullptr, nullptr);
-    utf8.pop_back();  // the terminator
+    std::string utf8 = engine::Utf8(text);
     std::erase(utf8, '\r');
     return utf8;
 }

@@ -4,9 +4,8 @@
 #include <cstring>
 
 #include "cli/newest.h"
-#include "platform/changewriter/change_writer.h"
+#include "platform/changewriter/item_notes.h"
 #include "platform/control/control.h"
-#include "platform/propertydb/volume.h"
 
 namespace kez::cli {
 namespace fs = std::filesystem;
@@ -247,12 +246,12 @@ void Pairing::TellOlderCopy(sync::Report& report) const {
 void Pairing::BeginChanges() { CountRun(std::max(RunOnDevice().value_or(0), NumberOf(m_state->Note(kRun))) + 1); }
 
 std::optional<std::int64_t> Pairing::RunOnDevice() const {
-    return propertydb::Volume::Open(changewriter::kPimVolume)->Setting(kRun + std::to_string(m_partner));
+    return changewriter::ItemNote(kRun + std::to_string(m_partner));
 }
 
 void Pairing::CountRun(std::int64_t number) {
     m_state->SetNote(kNextRun, std::to_string(number));
-    propertydb::Volume::Open(changewriter::kPimVolume)->SetSetting(kRun + std::to_string(m_partner), number);
+    changewriter::SetItemNote(kRun + std::to_string(m_partner), number);
     m_state->SetNote(kRun, std::to_string(number));
 }
 

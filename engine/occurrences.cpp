@@ -2,22 +2,11 @@
 
 #include <pimstore.h>
 
-#include <cstdio>
-
 #include "engine/com_ptr.h"
+#include "engine/item_text.h"
 
 namespace kez::engine {
 namespace {
-
-std::string Utf8(const WCHAR* text) {
-    if (!text) return {};
-    const INT size = WideCharToMultiByte(CP_UTF8, 0, text, -1, nullptr, 0, nullptr, nullptr);
-    if (size <= 1) return {};
-    std::string utf8(static_cast<std::size_t>(size), '\0');
-    WideCharToMultiByte(CP_UTF8, 0, text, -1, utf8.data(), size, nullptr, nullptr);
-    utf8.pop_back();  // the terminator
-    return utf8;
-}
 
 // Thrown and caught in this file: an occurrence that cannot be read completely must not be kept as if it were.
 struct Unreadable {};
@@ -41,27 +30,6 @@ std::string DateText(DATE date) {
     return text;
 }
 
-// Name;address pairs, as the device's item bridge writes them.
-std::string RecipientsText(IAppointment& appointment) {
-    ComPtr<IRecipients> recipients;
-    INT count = 0;
-    Demand(appointment.get_Recipients(recipients.Out()), recipients);
-    Demand(recipients->get_Count(&count));
-    std::string text;
-    for (INT i = 1; i <= count; ++i) {
-        ComPtr<IRecipient> recipient;
-        AutomationString name;
-        AutomationString address;
-        Demand(recipients->Item(i, recipient.Out()), recipient);
-        Demand(recipient->get_Name(name.Out()));
-        Demand(recipient->get_Address(address.Out()));
-        if (SysStringLen(name.Get()) == 0 || SysStringLen(address.Get()) == 0) continue;
-        text += Utf8(name.Get()) + ";" + Utf8(address.Get());
-        if (i != count) text += ";";
-    }
-    return text;
-}
-
 std::string Serialised(IAppointment& appointment) {
     std::string text;
     auto add = [&text](const std::string& field) { text += field + kFieldSeparator; };
@@ -82,6 +50,8 @@ std::string Serialised(IAppointment& appointment) {
     };
     DATE start = 0;
     Demand(appointment.get_Start(&start));
+    const std::optional<std::string> recipients = RecipientsText(appointment);
+    if (!recipients) throw Unreadable{};
     add(textOf(&IAppointment::get_Subject));
     add(textOf(&IAppointment::get_Location));
     add(DateText(start));
@@ -92,7 +62,7 @@ std::string Serialised(IAppointment& appointment) {
     add(numberOf(&IAppointment::get_ReminderOptions));
     add(textOf(&IAppointment::get_Body));
     add(textOf(&IAppointment::get_Categories));
-    add(RecipientsText(appointment));
+    add(recipients.value());
     add(numberOf(&IAppointment::get_BusyStatus));
     return text;
 }
