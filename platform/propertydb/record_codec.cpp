@@ -168,8 +168,13 @@ PropertyView ViewOf(const PropertySet::Entry& entry) {
 
 void ViewsOf(std::span<const CEPROPVAL> values, PropertyViews& views) {
     views.clear();
-    for (const CEPROPVAL& value : values) views.push_back(ViewOf(value));
-    SortLastCounts(views);
+    views.reserve(values.size());
+    bool ascending = true;  // as careful callers give them: then there is nothing to sort
+    for (const CEPROPVAL& value : values) {
+        ascending = ascending && (views.empty() || views.back().id < value.propid);
+        views.push_back(ViewOf(value));
+    }
+    if (!ascending) SortLastCounts(views);
 }
 
 void ViewsOf(const PropertySet& properties, PropertyViews& views) {
@@ -226,12 +231,21 @@ PropertySet DecodeSet(std::string_view record) {
 }
 
 void Encode(const PropertyViews& views, std::string& record, std::size_t limit) {
-    record.clear();
+    std::size_t size = 0;
+    for (const PropertyView& view : views) {
+        if (!view.removed) size += sizeof view.id + (view.bytes ? sizeof view.size : 0) + view.size;
+    }
+    record.resize(size);
+    char* at = record.data();
+    const auto put = [&at](const void* from, std::size_t bytes) {
+        std::memcpy(at, from, bytes);
+        at += bytes;
+    };
     for (const PropertyView& view : views) {
         if (view.removed) continue;
-        record.append(reinterpret_cast<const char*>(&view.id), sizeof view.id);
-        if (view.bytes) record.append(reinterpret_cast<const char*>(&view.size), sizeof view.size);
-        record.append(reinterpret_cast<const char*>(view.Data()), view.size);
+        put(&view.id, sizeof view.id);
+        if (view.bytes) put(&view.size, sizeof view.size);
+        put(view.Data(), view.size);
     }
     if (record.size() > limit) {
         throw VolumeError(ERROR_BAD_LENGTH, "a record is longer than " + std::to_string(limit) + " bytes");
