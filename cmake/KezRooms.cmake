@@ -64,8 +64,12 @@ macro(kez_find_googletest)
   include(GoogleTest)
 endmacro()
 
+# Builds the test programs with the label "threads", and what they need.
+add_custom_target(threads)
+
 # kez_test(NAME SOURCES file... LIBS target... [LABELS label...] [TIMEOUT seconds]): a test program; each of its test
-# cases is a test of ctest's. Labels: "fast" (the default), or "slow", "crash", "fault", "random".
+# cases is a test of ctest's. Labels: "fast" (the default), or "slow", "crash", "fault", "random"; with each of them
+# "threads" where it starts threads, or processes that share something: the thread sanitizer looks at those.
 function(kez_test name)
   cmake_parse_arguments(arg "" "TIMEOUT" "SOURCES;LIBS;LABELS" ${ARGN})
   add_executable(${name} ${arg_SOURCES})
@@ -77,6 +81,11 @@ function(kez_test name)
   if(NOT arg_TIMEOUT)
     set(arg_TIMEOUT 120)
   endif()
+  if("threads" IN_LIST arg_LABELS)
+    add_dependencies(threads ${name})
+  endif()
+  # Several are one label to ctest, because discovery takes a list apart; its -L finds each of them in it.
+  list(JOIN arg_LABELS " " labels)
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST
-                       PROPERTIES LABELS "${arg_LABELS}" TIMEOUT ${arg_TIMEOUT})
+                       PROPERTIES LABELS "${labels}" TIMEOUT ${arg_TIMEOUT})
 endfunction()
