@@ -2,6 +2,7 @@
 // handles, so that a stale handle is found to be one.
 #include "platform/kernel/handle_table.h"
 
+#include <algorithm>
 #include <mutex>
 #include <unordered_map>
 
@@ -63,6 +64,13 @@ HANDLE Register(std::shared_ptr<Object> object) {
     state.objects.emplace(state.next, Entry{std::move(object)});
     control::CountLive(control::LiveKind::Handle, 1);
     return reinterpret_cast<HANDLE>(state.next);
+}
+
+std::int64_t CountMutexHandles() {
+    State& state = TheState();
+    std::lock_guard lock(state.mutex);
+    return std::count_if(state.objects.begin(), state.objects.end(),
+                         [](const auto& entry) { return entry.second.object->IsMutex(); });
 }
 
 std::shared_ptr<Object> Find(HANDLE handle) {

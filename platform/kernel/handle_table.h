@@ -4,6 +4,7 @@
 
 #include <windows.h>
 
+#include <cstdint>
 #include <memory>
 
 namespace kez::kernel {
@@ -14,7 +15,11 @@ class Object {
     virtual ~Object() = default;
     // Called by CloseHandle before the table lets go. Returns 0, or the last error with which the close fails.
     virtual DWORD OnClose() { return 0; }
+    virtual bool IsMutex() const { return false; }
 };
+
+// Open handles that stand for mutexes: the provider is to leave some, so who counts handles counts these apart.
+std::int64_t CountMutexHandles();
 
 // A new handle for `object`; never null and never INVALID_HANDLE_VALUE. Values are not used again soon.
 HANDLE Register(std::shared_ptr<Object> object);

@@ -268,6 +268,7 @@ class MutexHandle : public kez::kernel::Object {
     }
 
     SharedMutex& Mutex() { return *m_mutex; }
+    bool IsMutex() const override { return true; }
 
  private:
     fs::path m_device;

@@ -11,6 +11,7 @@
 #include "partner/packet_codec.h"
 #include "platform/changewriter/change_writer.h"
 #include "sync/state.h"
+#include "tests/support/live_counts_check.h"
 #include "tests/support/test_device.h"
 
 namespace kez::engine {
@@ -35,6 +36,7 @@ class Keepsakes : public sync::Keepsakes {
 class DeviceStoreTest : public testing::Test {
  protected:
     DeviceStoreTest() {
+        tests::MutexesStayOpen();
         CoInitializeEx(nullptr, COINIT_MULTITHREADED);
         CoCreateInstance(CLSID_Application, nullptr, CLSCTX_INPROC_SERVER, IID_IPOutlookApp2, application.OutVoid());
         application->Logon(0);

@@ -10,6 +10,7 @@
 #include "sync/agreement.h"
 #include "tests/doubles/memory_store.h"
 #include "tests/support/device_log.h"
+#include "tests/support/live_counts_check.h"
 #include "tests/support/test_device.h"
 
 namespace kez::engine {
@@ -21,6 +22,7 @@ using sync::ItemType;
 class SessionLogTest : public testing::Test {
  protected:
     SessionLogTest() {
+        tests::MutexesStayOpen();
         CoInitializeEx(nullptr, COINIT_MULTITHREADED);
         CoCreateInstance(CLSID_Application, nullptr, CLSCTX_INPROC_SERVER, IID_IPOutlookApp2, application.OutVoid());
         application->Logon(0);

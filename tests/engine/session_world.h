@@ -15,6 +15,7 @@
 #include "sync/agreement.h"
 #include "sync/state.h"
 #include "tests/doubles/memory_store.h"
+#include "tests/support/live_counts_check.h"
 #include "tests/support/test_device.h"
 
 namespace kez::tests {
@@ -36,6 +37,7 @@ class OutlookText {
 class SessionWorld {
  public:
     SessionWorld() {
+        MutexesStayOpen();
         CoInitializeEx(nullptr, COINIT_MULTITHREADED);
         CoCreateInstance(CLSID_Application, nullptr, CLSCTX_INPROC_SERVER, IID_IPOutlookApp2, m_application.OutVoid());
         m_application->Logon(0);

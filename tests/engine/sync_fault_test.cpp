@@ -143,6 +143,8 @@ TEST(SyncFaults, EachCallThatFailsOnceIsReportedAndRepaired) {
                 after.handles = before.handles;
                 EXPECT_TRUE(before == after)
                     << what << ": " << control::Describe(before) << " became " << control::Describe(after);
+            } else {
+                tests::WhatIsLeftStays();
             }
             if (complete) {
                 EXPECT_TRUE(scene.folder.Contents() == expectedInFolder)

@@ -17,6 +17,7 @@ class ProviderLevels : public ProviderTest {
 };
 
 TEST_F(ProviderLevels, OfTheStoreAndItsFolders) {
+    MutexesStayOpen();
     EXPECT_EQ(Difference("levels_of_store.txt",
                          [&] {
                              CKEZASPContactStore store;

@@ -7,6 +7,7 @@
 #include "platform/changewriter/change_writer.h"
 #include "tests/provider/library.h"
 #include "tests/support/child_process.h"
+#include "tests/support/live_counts_check.h"
 #include "tests/support/log_text.h"
 #include "tests/support/meant_leak.h"
 #include "tests/support/outlook.h"
@@ -20,7 +21,10 @@ using ::testing::Contains;
 // A device with change tables and the change writer at work, as it is in use.
 class ProviderLibrary : public ::testing::Test {
  protected:
-    ProviderLibrary() { changewriter::CreateChangeTables(); }
+    ProviderLibrary() {
+        MutexesStayOpen();
+        changewriter::CreateChangeTables();
+    }
 
     // What the owner did reaches the change tables.
     static void LetChangeWriterWork() { changewriter::Drain(); }

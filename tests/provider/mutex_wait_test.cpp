@@ -8,7 +8,10 @@
 namespace kez::tests {
 namespace {
 
-class StoreMutex : public ProviderTest {};
+class StoreMutex : public ProviderTest {
+ protected:
+    StoreMutex() { MutexesStayOpen(); }
+};
 
 TEST_F(StoreMutex, AWaitThatTimesOutIsFalse) {
     std::atomic<bool> held = false;

@@ -362,6 +362,7 @@ TEST_F(ObjectHandler, ResetFreesThePacketOfItsSideAndAsksTheDatabaseFirst) {
 
 TEST_F(ObjectHandler, ASetupOverAHeldPacketDoesNotFreeIt) {
     REPLSETUP setup = ReadSetup(11);
+    const std::int64_t without = control::Live().localBlocks;
     {
         MeantLeak overwritten;
         handler->Setup(&setup);
@@ -374,6 +375,10 @@ TEST_F(ObjectHandler, ASetupOverAHeldPacketDoesNotFreeIt) {
     EXPECT_EQ(control::Live().localBlocks, before);
     EXPECT_EQ(LocalSize(held), heldSize);
     LocalFree(held);  // nobody else ever will
+    control::LiveCounts left;
+    left.localBlocks = control::Live().localBlocks - without;  // what the packet keeps beside its bytes
+    EXPECT_LE(left.localBlocks, 1);
+    StaysForGood(left);
     handler->Reset(&setup);
 }
 

@@ -14,6 +14,7 @@
 #include "provider/store.h"
 #include "tests/support/device_log.h"
 #include "tests/support/failing_new.h"
+#include "tests/support/live_counts_check.h"
 #include "tests/support/test_device.h"
 
 namespace kez::tests {

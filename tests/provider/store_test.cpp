@@ -38,6 +38,7 @@ class StoreDouble : public CKEZASPContactStore {
 
 class Store : public ProviderTest {
  protected:
+    Store() { MutexesStayOpen(); }
     static LPWSTR Name(const char16_t* text) { return const_cast<LPWSTR>(text); }
     static OBJNOTIFY Notice(const char16_t* type) {
         OBJNOTIFY notify = {};

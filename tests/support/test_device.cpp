@@ -5,10 +5,20 @@
 
 #include <fstream>
 #include <iterator>
+#include <optional>
+
+#include "tests/support/live_counts_check.h"
 
 namespace kez::tests {
 
 namespace fs = std::filesystem;
+
+namespace {
+
+// What lived before the device was made; there is one device at a time.
+std::optional<DeviceLiveCountsCheck> g_liveBefore;
+
+}  // namespace
 
 TemporaryFolder::TemporaryFolder() {
     std::string name = (fs::temp_directory_path() / "kezsync-test-XXXXXX").string();
@@ -22,6 +32,7 @@ TemporaryFolder::~TemporaryFolder() {
 }
 
 TestDevice::TestDevice(const std::string& timeZone) {
+    g_liveBefore.emplace();
     control::CreateDevice(Folder(), timeZone);
     control::SetSleepPolicy(control::SleepPolicy::Recorded);
     control::FreezeClock({2026, 3, 1, 2, 10, 0, 0, 0});
@@ -37,6 +48,7 @@ TestDevice::~TestDevice() {
     control::SetCurrentBias(std::nullopt);
     control::SetSleepPolicy(control::SleepPolicy::Idle);
     control::TakeRecordedSleeps();
+    g_liveBefore.reset();
 }
 
 std::string TestDevice::ReadText(const std::string& name) const {

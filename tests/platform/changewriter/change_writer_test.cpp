@@ -8,7 +8,6 @@
 #include <map>
 
 #include "platform/propertydb/volume.h"
-#include "tests/support/live_counts_check.h"
 #include "tests/support/test_device.h"
 
 namespace kez::tests {
@@ -89,7 +88,6 @@ class ChangeWriter : public ::testing::Test {
         m_pim = Volume::Open(kPimVolume);
     }
 
-    LiveCountsCheck m_nothingLeft;
     TestDevice m_device;
     std::shared_ptr<Volume> m_pim;
     CEOID m_contacts = 0;
