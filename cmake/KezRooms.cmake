@@ -35,10 +35,15 @@ function(kez_platform_room)
   target_sources(kez_device PRIVATE ${ARGN})
 endfunction()
 
-# kez_subsystem(NAME SOURCES...): one of the five subsystems, as a static library kez_NAME in C++17.
+# kez_subsystem(NAME SOURCES...): one of the five subsystems, as a static library kez_NAME in C++17. They answer with
+# values and throw nothing: not every build for a device has exceptions. Only the provider is built with them, because
+# its object handler stays whole under an exception of its engine's process that passes through.
 function(kez_subsystem name)
   add_library(kez_${name} STATIC ${ARGN})
   set_target_properties(kez_${name} PROPERTIES CXX_STANDARD 17)
+  if(NOT name STREQUAL provider)
+    target_compile_options(kez_${name} PRIVATE -fno-exceptions)
+  endif()
   target_link_libraries(kez_${name} PUBLIC kez_options kez_device)
 endfunction()
 
