@@ -139,6 +139,15 @@ class SessionWorld {
         return contact->Save() == S_OK;
     }
 
+    std::string FirstName(LONG oid) {
+        engine::ComPtr<IDispatch> item;
+        engine::AutomationString name;
+        if (m_application->GetItemFromOid(oid, item.Out()) != S_OK) return {};
+        static_cast<IContact*>(item.Get())->get_FirstName(name.Out());
+        const std::u16string text(name.Get(), SysStringLen(name.Get()));
+        return {text.begin(), text.end()};
+    }
+
     bool Delete(LONG oid) {
         engine::ComPtr<IDispatch> dispatch;
         engine::ComPtr<IItem> item;
