@@ -203,7 +203,8 @@ ExitCode Doctor(const Common& common, const fs::path& folder, bool repair) {
     } else if (!common.output.quiet) {
         if (repaired + remaining == 0) std::printf("nothing is wrong\n");
         if (repaired != 0) std::printf("repaired %zu; ", repaired);
-        if (repaired + remaining != 0) std::printf("%zu findings remain", remaining);
+        if (repaired + remaining != 0)
+            std::printf("%zu %s", remaining, remaining == 1 ? "finding remains" : "findings remain");
         if (repairable != 0) std::printf(", %zu of which --repair puts right", repairable);
         if (!copies.Place().empty()) std::printf("; what was changed is kept in %s", copies.Place().c_str());
         if (repaired + remaining != 0) std::printf("\n");

@@ -157,7 +157,8 @@ ExitCode Resolve(const Common& common, const std::filesystem::path& folder, cons
         named[0].choice = choice;
         std::printf("%s\n", JsonText(ConflictAsJson(named[0])).c_str());
     } else if (!common.output.quiet) {
-        std::printf("%s: %s wins in the next sync\n", named[0].title.c_str(), choice.c_str());
+        const std::string what = choice == "both" ? "both are kept" : choice + " wins";
+        std::printf("%s: %s in the next sync\n", named[0].title.c_str(), what.c_str());
     }
     return kDone;
 }

@@ -478,6 +478,14 @@ class Sync(CommandTest):
         self.assertEqual(self.titles_of_work(), ["Programmer"])
         self.assertEqual(self.out("conflicts", self.folder), "no conflict waits\n")
 
+    def test_a_conflict_may_be_resolved_for_both(self):
+        self.dispute()
+        self.sync("--conflict", "skip", code=PARTLY)
+        told = self.out("resolve", self.folder, "Ada Lovelace", "both")
+        self.assertEqual(told, "Ada Lovelace: both are kept in the next sync\n")
+        self.sync("--conflict", "skip")
+        self.assertEqual(self.titles_of_work(), ["Countess", "Programmer"])
+
     def test_conflict_ask_asks(self):
         self.dispute()
         result = self.run_command("sync", self.folder, "--conflict", "ask", input="what\nf\n")

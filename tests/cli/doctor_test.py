@@ -546,7 +546,7 @@ class DoctorSettings(DoctorTest):
         self.assertTrue(text.endswith("5 findings remain, 4 of which --repair puts right\n"), text)
         text = self.out("doctor", "--repair", code=PARTLY)
         self.assertEqual(text.count("repaired: "), 4)
-        self.assertIn(f"repaired 4; 1 findings remain; what was changed is kept in {self.device}/.kezdoctor/1\n", text)
+        self.assertIn(f"repaired 4; 1 finding remains; what was changed is kept in {self.device}/.kezdoctor/1\n", text)
         self.assertEqual(self.out("doctor", "--quiet", code=PARTLY).count("\n"), 1)
         (self.folder / "zz-broken.vcf").unlink()
         self.assertEqual(self.findings(code=DONE), [])
