@@ -1,12 +1,19 @@
 """The programs that people keep such folders with, on folders of a test: khard, khal, todoman, vdirsyncer."""
 
+import os
 import pathlib
+import re
 import shutil
+import socket
 import subprocess
 import sys
+import time
 
 sys.path.insert(0, str(pathlib.Path(__file__).parents[1] / "cli"))
-from command import CommandTest  # noqa: E402
+from command import KEZSYNC, CommandTest  # noqa: E402
+
+ROOT = pathlib.Path(__file__).parents[2]
+HOME = "/home/ada"  # of those who read the documents
 
 TODOMAN = "todoman" if shutil.which("todoman") else "todo"
 
@@ -114,3 +121,60 @@ class ClientTest(CommandTest):
         )
         self.client("vdirsyncer", "-c", configuration, "discover")
         return self.client("vdirsyncer", "-c", configuration, "sync")
+
+
+class Reader(ClientTest):
+    """A home with the samples in it, in which a document's steps are taken."""
+
+    def setUp(self):
+        super().setUp()
+        self.home = self.place / "home"
+        self.home.mkdir()
+        (self.home / "samples").symlink_to(ROOT / "samples")
+        bin_folder = self.place / "bin"
+        bin_folder.mkdir()
+        (bin_folder / "kezsync").symlink_to(KEZSYNC)
+        self.environment = {
+            "PATH": f"{bin_folder}:{os.environ['PATH']}",
+            "HOME": str(self.home),
+            "TMPDIR": str(self.place),
+            "TZ": "Europe/Berlin",
+            "LANG": "C.UTF-8",
+        }
+
+    def put(self, path, content):
+        path = pathlib.Path(path.replace("~", str(self.home)))
+        path.parent.mkdir(parents=True, exist_ok=True)
+        path.write_text(content.replace(HOME, str(self.home)).replace("~", str(self.home)))
+
+    def run_all(self, commands):
+        """What each command prints, one shell for all of them, and its exit code."""
+        script = "".join(f"printf '\\n@@@\\n'\n{command}\nprintf '\\n@@%d\\n' $?\n" for command in commands)
+        result = subprocess.run(
+            ["bash", "-c", script], cwd=self.home, env=self.environment, capture_output=False, timeout=120, text=True,
+            stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+        )  # fmt: skip
+        outputs = result.stdout.replace(str(self.home), HOME).split("\n@@@\n")[1:]
+        self.assertEqual(len(outputs), len(commands), result.stdout)
+        return [re.fullmatch(r"(?s)(.*)\n@@(\d+)\n", output).groups() for output in outputs]
+
+    def serve(self):
+        """A CardDAV server of this test; its address."""
+        with socket.socket() as free:
+            free.bind(("127.0.0.1", 0))
+            port = free.getsockname()[1]
+        log = open(self.place / "radicale.log", "wb")
+        self.addCleanup(log.close)
+        server = subprocess.Popen(
+            ["radicale", "--config", "", "--server-hosts", f"127.0.0.1:{port}", "--auth-type", "none",
+             "--storage-filesystem-folder", self.place / "server"],
+            stdout=log, stderr=log, env=self.environment,
+        )  # fmt: skip
+        self.addCleanup(server.wait)
+        self.addCleanup(server.kill)
+        for _ in range(300):
+            with socket.socket() as door:
+                if door.connect_ex(("127.0.0.1", port)) == 0:
+                    return f"http://127.0.0.1:{port}"
+            time.sleep(0.1)
+        self.fail((self.place / "radicale.log").read_text())

@@ -5,20 +5,14 @@ print. Times, numbers of items on the device and names of new files differ from 
 """
 
 import os
-import pathlib
 import re
 import shutil
-import socket
-import subprocess
 import sys
-import time
 
-from clients import ClientTest
-from command import DONE, KEZSYNC, card
+from clients import ROOT, Reader
+from command import DONE, card
 
-ROOT = pathlib.Path(__file__).parents[2]
 GUIDE = ROOT / "docs/guide.md"
-HOME = "/home/ada"  # of the guide's reader
 
 MASKS = [
     (r"[0-9a-f]{8}(-[0-9a-f]{4}){3}-[0-9a-f]{12}", "UUID"),
@@ -74,63 +68,6 @@ def masked(lines):
         if line.strip():
             out.append(line.rstrip())
     return sorted(out)  # several items are listed in an order of no meaning
-
-
-class Reader(ClientTest):
-    """A home with the samples in it, in which a document's steps are taken."""
-
-    def setUp(self):
-        super().setUp()
-        self.home = self.place / "home"
-        self.home.mkdir()
-        (self.home / "samples").symlink_to(ROOT / "samples")
-        bin_folder = self.place / "bin"
-        bin_folder.mkdir()
-        (bin_folder / "kezsync").symlink_to(KEZSYNC)
-        self.environment = {
-            "PATH": f"{bin_folder}:{os.environ['PATH']}",
-            "HOME": str(self.home),
-            "TMPDIR": str(self.place),
-            "TZ": "Europe/Berlin",
-            "LANG": "C.UTF-8",
-        }
-
-    def put(self, path, content):
-        path = pathlib.Path(path.replace("~", str(self.home)))
-        path.parent.mkdir(parents=True, exist_ok=True)
-        path.write_text(content.replace(HOME, str(self.home)).replace("~", str(self.home)))
-
-    def run_all(self, commands):
-        """What each command prints, one shell for all of them, and its exit code."""
-        script = "".join(f"printf '\\n@@@\\n'\n{command}\nprintf '\\n@@%d\\n' $?\n" for command in commands)
-        result = subprocess.run(
-            ["bash", "-c", script], cwd=self.home, env=self.environment, capture_output=False, timeout=120, text=True,
-            stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
-        )  # fmt: skip
-        outputs = result.stdout.replace(str(self.home), HOME).split("\n@@@\n")[1:]
-        self.assertEqual(len(outputs), len(commands), result.stdout)
-        return [re.fullmatch(r"(?s)(.*)\n@@(\d+)\n", output).groups() for output in outputs]
-
-    def serve(self):
-        """A CardDAV server of this test; its address."""
-        with socket.socket() as free:
-            free.bind(("127.0.0.1", 0))
-            port = free.getsockname()[1]
-        log = open(self.place / "radicale.log", "wb")
-        self.addCleanup(log.close)
-        server = subprocess.Popen(
-            ["radicale", "--config", "", "--server-hosts", f"127.0.0.1:{port}", "--auth-type", "none",
-             "--storage-filesystem-folder", self.place / "server"],
-            stdout=log, stderr=log, env=self.environment,
-        )  # fmt: skip
-        self.addCleanup(server.wait)
-        self.addCleanup(server.kill)
-        for _ in range(300):
-            with socket.socket() as door:
-                if door.connect_ex(("127.0.0.1", port)) == 0:
-                    return f"http://127.0.0.1:{port}"
-            time.sleep(0.1)
-        self.fail((self.place / "radicale.log").read_text())
 
 
 class Guide(Reader):
