@@ -181,7 +181,7 @@ Carried CarryOver(const std::shared_ptr<Volume>& pim, const std::shared_ptr<Volu
     carried.markedAll = older == Older::Changes;
     if (carried.markedAll) {
         for (const auto& [database, table] : tables) {
-            for (const CEOID item : *pim->OrderedOids(database, -1)) outcomes.emplace(std::pair(database, item), false);
+            for (const CEOID item : *pim->OrderedOids(database, -1)) outcomes.try_emplace({database, item}, Outcome{});
         }
     }
     for (const auto& [item, outcome] : outcomes) {
