@@ -235,7 +235,8 @@ std::vector<Finding> VolumeFindings(const Patient& patient, RepairCopies& copies
         for (const propertydb::VolumeFinding& found : propertydb::CheckVolume(file)) {
             const DefectTexts texts = TextsOf(found.defect);
             Finding finding{texts.code, name, "", found.text, texts.remedy};
-            if (!found.database.empty()) finding.text = Utf8(found.database.c_str()) + ": " + finding.text;
+            if (!found.database.empty() && !found.record)
+                finding.text = Utf8(found.database.c_str()) + ": " + finding.text;
             if (found.record && !isOfChanges && found.repairable) {
                 if (!opened) opened.emplace(patient);
                 finding.item = opened->TitleOf(found.record);
