@@ -15,6 +15,9 @@ const std::set<std::string> kWrittenInSteps = {
     "ExceptionDates", "ModifiedOccurrences", "ModifiedOccurrenceDates",   "ReminderSet",
     "ReminderTime",   "ReminderOptions",     "ReminderMinutesBeforeStart"};
 
+// What the hint of a second item begins with, which the device's version of a disputed one became.
+const std::string kSecondCopy = "kezsync-copy-";
+
 std::string ValueOf(const Fields& fields, const std::string& name) {
     const auto field = fields.find(name);
     return field == fields.end() ? std::string() : field->second;
@@ -104,7 +107,7 @@ void Agreement::PlanType(ItemType type, Plan& plan, std::map<ItemType, std::pair
     std::unordered_map<std::string, const sync::Listed*> folder;
     for (const sync::Listed& item : inFolder.items) {
         folder.emplace(item.id, &item);
-        if (!item.hint.empty()) plan.folderHints[type].emplace(item.hint, item.id);
+        if (item.hint.starts_with(kSecondCopy)) plan.secondCopies[type].emplace(item.hint, item.id);
     }
 
     auto& [leftOnDevice, leftInFolder] = left[type];
@@ -761,9 +764,9 @@ void Agreement::Pass::LeaveWaiting(const Step& step, const Conflict& conflict, c
 
 // The copy's name follows from what it is a copy of, so that an interrupted pass finds it instead of making another.
 bool Agreement::Pass::KeepSecondCopy(const Step& step, const Item& deviceItem, Entry& entry) {
-    const std::string hint = "kezsync-copy-" + Digest(step.folderId + Packed(deviceItem.fields)).substr(0, 32);
-    const auto hints = m_plan.folderHints.find(step.type);
-    if (hints != m_plan.folderHints.end() && hints->second.count(hint)) {
+    const std::string hint = kSecondCopy + Digest(step.folderId + Packed(deviceItem.fields)).substr(0, 32);
+    const auto hints = m_plan.secondCopies.find(step.type);
+    if (hints != m_plan.secondCopies.end() && hints->second.count(hint)) {
         entry.folderId = hints->second.at(hint);
         return true;
     }

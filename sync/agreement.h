@@ -94,7 +94,7 @@ struct Plan {
     std::vector<Entry> entries;  // what cannot be planned: items with a problem of their own
     std::vector<Problem> findings;
     std::size_t unchanged = 0;
-    std::map<ItemType, std::map<std::string, std::string>> folderHints;  // hint -> folder identifier
+    std::map<ItemType, std::map<std::string, std::string>> secondCopies;  // in the folder: hint -> identifier
 };
 
 class Agreement {

@@ -170,6 +170,8 @@ std::vector<Pair> State::Pairs(ItemType type) {
         pairs.push_back({all.Integer(0), type, all.Bytes(1), all.Bytes(2), all.Bytes(3), all.Bytes(4), all.Bytes(5),
                          static_cast<Doubt>(all.Integer(6))});
     }
+    all.Reset();
+    sqlite3_db_release_memory(m_connection->Handle());  // pages that are not read again
     return pairs;
 }
 
@@ -312,6 +314,8 @@ void State::SetNote(const std::string& name, const std::string& value) {
 void State::ForEachCached(const std::function<void(std::string name, std::string facts)>& take) {
     Statement all(*m_connection, "SELECT name, facts FROM cache");
     while (all.Step()) take(all.Bytes(0), all.Bytes(1));
+    all.Reset();
+    sqlite3_db_release_memory(m_connection->Handle());
 }
 
 void State::ReplaceCached(const std::vector<std::pair<std::string, std::string>>& changed,
