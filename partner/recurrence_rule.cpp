@@ -485,7 +485,8 @@ bool IsTheSame(const icalrecurrencetype& rule, const Pattern& pattern, const Cal
                           !ListOf(rule.by_minute, ICAL_BY_MINUTE_SIZE).empty() ||
                           !ListOf(rule.by_hour, ICAL_BY_HOUR_SIZE).empty();
     const bool endsTwice = rule.count > 0 && pattern.ends;
-    if (!isOwnClock || hasTimes || endsTwice || rule.rscale || !pattern.Has(pattern.start)) return false;
+    if (!isOwnClock || hasTimes || endsTwice || rule.rscale || pattern.Next(pattern.start) != pattern.start)
+        return false;
     const bool isOneDay = pattern.dayOfMonth >= 1 && pattern.dayOfMonth <= 28;
     const bool isNth = pattern.instance >= 1 && pattern.instance < kLast;
     switch (pattern.type) {

@@ -261,6 +261,8 @@ const RefusedCase kRefused[] = {
     {"a start that is no date of its rules",
      File("VEVENT", kTen + "RRULE:FREQ=WEEKLY;BYDAY=TU;COUNT=2\r\nRDATE:20260304T090000Z\r\n"),
      ProblemCode::NotRepresentable, "its start is no date of it"},
+    {"a series after all dates", File("VEVENT", "DTSTART:40060202T070000\r\nRRULE:FREQ=DAILY;COUNT=10\r\n"),
+     ProblemCode::NotRepresentable, "it has no occurrence"},
     {"more than a month", File("VEVENT", "DTSTART;VALUE=DATE:20260302\r\nDTEND;VALUE=DATE:20260403\r\n"),
      ProblemCode::NotRepresentable, "it lasts 32 days, a device holds at most 31 days"},
     {"occurrences that overlap",
