@@ -50,6 +50,15 @@ Changes ChangedOnTheSide(const Fields& before, const Fields& now, const Changes&
     return changes;
 }
 
+// A first synchronisation has a step for each item: they are not held twice.
+void Append(std::vector<Step>& steps, std::vector<Step>&& more) {
+    if (steps.empty()) {
+        steps = std::move(more);
+    } else {
+        steps.insert(steps.end(), std::make_move_iterator(more.begin()), std::make_move_iterator(more.end()));
+    }
+}
+
 void LeaveAlone(ItemType type, const Store& side, const Listing& listing, Plan& plan) {
     plan.findings.insert(plan.findings.end(), listing.findings.begin(), listing.findings.end());
     plan.findings.push_back({ProblemCode::Failed,
@@ -157,6 +166,7 @@ void Agreement::PlanType(ItemType type, Plan& plan, std::map<ItemType, std::pair
     }
 
     std::vector<Step> deviceNew;
+    deviceNew.reserve(device.size());
     for (const sync::Listed& item : onDevice.items) {  // in the order of the listing
         const auto found = device.find(item.id);
         if (found == device.end()) continue;
@@ -164,6 +174,7 @@ void Agreement::PlanType(ItemType type, Plan& plan, std::map<ItemType, std::pair
         deviceNew.push_back({type, Decide(false, Seen::New, Seen::Never), {}, item.id, {}, {}, {}});
     }
     std::vector<Step> folderNew;
+    folderNew.reserve(folder.size());
     for (const sync::Listed& item : inFolder.items) {
         const auto found = folder.find(item.id);
         if (found == folder.end()) continue;
@@ -175,8 +186,8 @@ void Agreement::PlanType(ItemType type, Plan& plan, std::map<ItemType, std::pair
         folderNew.push_back({type, Decide(false, Seen::Never, Seen::New), {}, {}, item.id, item.revision, item.hint});
     }
     if (!deviceNew.empty() && !folderNew.empty()) MatchNew(type, deviceNew, folderNew, plan);
-    plan.steps.insert(plan.steps.end(), deviceNew.begin(), deviceNew.end());
-    plan.steps.insert(plan.steps.end(), folderNew.begin(), folderNew.end());
+    Append(plan.steps, std::move(deviceNew));
+    Append(plan.steps, std::move(folderNew));
 }
 
 void Agreement::MatchNew(ItemType type, std::vector<Step>& deviceNew, std::vector<Step>& folderNew, Plan& plan) {
