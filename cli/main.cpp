@@ -18,6 +18,11 @@ int Main(int argc, char** argv) {
         PrintError(app.get_config_ptr()->as<std::string>() + ": no option is named so, or not with such a value (" +
                    error.what() + ")");
         return kWrongUsage;
+    } catch (const CLI::RequiredError& error) {
+        const std::vector<std::string> words = app.remaining();
+        if (!app.get_subcommands().empty() || words.empty()) return app.exit(error) == 0 ? kDone : kWrongUsage;
+        PrintError("there is no command " + words.front() + "; kezsync --help names them all");
+        return kWrongUsage;
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? kDone : kWrongUsage;
     }

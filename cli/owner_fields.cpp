@@ -427,18 +427,34 @@ void WritePattern(Item& item, const Fields& fields) {
         return;
     }
     const auto typeText = fields.find("RecurrenceType");
-    if (typeText == fields.end()) return;
+    const bool typed = typeText != fields.end();
+    const auto end = fields.find("PatternEndDate");
+    const auto& known = PatternFields();
+    const auto named =
+        std::find_if(known.begin(), known.end(), [&](const PatternField& field) { return fields.count(field.name); });
+    if (!typed && end == fields.end() && named == known.end()) return;
+    VARIANT_BOOL isSeries = VARIANT_FALSE;
+    item.get_IsRecurring(&isSeries);
+    if (!typed && isSeries == VARIANT_FALSE) {
+        throw OwnerError(std::string(named == known.end() ? "PatternEndDate" : named->name) +
+                         ": the item does not recur; give it a RecurrenceType as well");
+    }
     ComPtr<IRecurrencePattern> pattern;
-    Check(item.GetRecurrencePattern(pattern.Out()), "RecurrenceType", typeText->second);
-    const LONG type = NumberOf("RecurrenceType", typeText->second);
-    Check(pattern->put_RecurrenceType(type), "RecurrenceType", typeText->second);
-    if (type == olRecursYearly) pattern->put_DayOfMonth(1);
+    Check(item.GetRecurrencePattern(pattern.Out()), "RecurrenceType", typed ? typeText->second : "");
+    LONG type = olRecursOnce;
+    if (typed) {
+        type = NumberOf("RecurrenceType", typeText->second);
+        Check(pattern->put_RecurrenceType(type), "RecurrenceType", typeText->second);
+        if (type == olRecursYearly) pattern->put_DayOfMonth(1);
+    } else {
+        pattern->get_RecurrenceType(&type);
+    }
     for (const PatternField& field : PatternFields()) {
         const auto value = fields.find(field.name);
         if (value == fields.end() || !UsedBy(field, type)) continue;
         Check((pattern.Get()->*field.put)(NumberOf(field.name, value->second)), field.name, value->second);
     }
-    const auto end = fields.find("PatternEndDate");
+    if (!typed && end == fields.end()) return;
     if (end == fields.end() || end->second.empty()) {
         Check(pattern->put_NoEndDate(VARIANT_TRUE), "NoEndDate", "1");
     } else {

@@ -252,6 +252,9 @@ class ExitCodes(CommandTest):
         ):
             self.assertTrue(self.run_command(*words, code=WRONG_USAGE).stderr, words)
 
+    def test_a_command_that_there_is_not_is_named(self):
+        self.assertIn("there is no command syn;", self.error("syn", code=WRONG_USAGE))
+
     def test_a_command_without_a_device_says_how_to_name_one(self):
         del self.environment["KEZSYNC_DEVICE"]
         self.assertIn("--device", self.error("list", code=WRONG_USAGE))
@@ -587,6 +590,22 @@ class Calendar(CommandTest):
         self.assertEqual(self.sync()["summary"]["received"], 1)
         text = path.read_bytes().decode()
         self.assertEqual(text, self.EVENT.replace("Weekly planning", "Weekly talk"))
+
+    def test_the_end_of_a_series_can_be_set_alone_and_of_a_single_event_not(self):
+        self.init()
+        path = self.write("folder/weekly.ics", self.EVENT)
+        self.sync()
+        self.run_command("set", self.oid(self.TITLE), "PatternEndDate=2026-05-04")
+        self.assertEqual(self.fields(self.TITLE)["PatternEndDate"][:10], "2026-05-04")
+        self.sync()
+        self.assertIn("UNTIL=20260504", path.read_text())
+        single = "\r\n".join(line for line in self.EVENT.split("\r\n")[:9] if not line.startswith("RRULE"))
+        single = single.replace("weekly", "once").replace("Weekly", "One")
+        self.write("folder/single.ics", single + "\r\nEND:VEVENT\r\nEND:VCALENDAR\r\n")
+        self.sync()
+        oid = self.oid("One planning (2026-03-02 10:00)")
+        self.assertIn("the item does not recur", self.error("set", oid, "PatternEndDate=2026-05-04", code=FAILED))
+        self.assertIn("Interval: the item", self.error("set", oid, "Interval=2", code=FAILED))
 
     def test_a_changed_occurrence_on_the_device_becomes_one_in_the_file(self):
         self.init()
