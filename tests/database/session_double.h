@@ -60,7 +60,7 @@ class SessionDouble : public CCEPoom {
     BOOL GetProps(CEOID, DWORD, CEPROPVAL** out, WORD* count, BYTE) override {
         const std::size_t bytes = properties.size() * sizeof(CEPROPVAL);
         *out = static_cast<CEPROPVAL*>(HeapAlloc(GetProcessHeap(), HEAP_ZERO_MEMORY, bytes + 1));
-        std::memcpy(*out, properties.data(), bytes);
+        if (bytes != 0) std::memcpy(*out, properties.data(), bytes);
         *count = static_cast<WORD>(properties.size());
         return TRUE;
     }
