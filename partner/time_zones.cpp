@@ -109,11 +109,12 @@ icaltimezone* Builtin(const std::string& name) {
 
 bool Digits(std::string_view text, int* value) {
     *value = 0;
+    if (text.empty() || text.size() > 8) return false;
     for (char c : text) {
         if (c < '0' || c > '9') return false;
         *value = *value * 10 + (c - '0');
     }
-    return !text.empty() && text.size() < 9;
+    return true;
 }
 
 }  // namespace
