@@ -1,4 +1,4 @@
-// Memory that the provider gives up on purpose: what is allocated while one of these lives is no finding of the leak
+// Memory that is given up on purpose: what is allocated while one of these lives is no finding of the leak
 // checker's.
 #pragma once
 
