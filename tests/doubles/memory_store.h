@@ -44,12 +44,12 @@ class MemoryStore : public sync::Store {
         return listing;
     }
 
-    sync::ReadResult Read(sync::ItemType, const std::string& id) override {
+    sync::ReadResult Read(sync::ItemType type, const std::string& id) override {
         Called();
         ++reads;
         const auto found = m_items.find(id);
         sync::ReadResult result;
-        if (found == m_items.end()) {
+        if (found == m_items.end() || found->second.item.type != type) {
             result.problem = {sync::ProblemCode::Gone, "is gone", id};
             return result;
         }
