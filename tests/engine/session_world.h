@@ -139,12 +139,12 @@ class SessionWorld {
         return contact->Save() == S_OK;
     }
 
-    std::string FirstName(LONG oid) {
+    std::string ContactText(LONG oid, HRESULT (IContact::*get)(BSTR*)) {
         engine::ComPtr<IDispatch> item;
-        engine::AutomationString name;
+        engine::AutomationString value;
         if (m_application->GetItemFromOid(oid, item.Out()) != S_OK) return {};
-        static_cast<IContact*>(item.Get())->get_FirstName(name.Out());
-        const std::u16string text(name.Get(), SysStringLen(name.Get()));
+        (static_cast<IContact*>(item.Get())->*get)(value.Out());
+        const std::u16string text(value.Get(), SysStringLen(value.Get()));
         return {text.begin(), text.end()};
     }
 
