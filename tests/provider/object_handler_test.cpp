@@ -10,7 +10,9 @@ namespace {
 using ::testing::Contains;
 using ::testing::Each;
 using ::testing::ElementsAre;
+using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::Not;
 
 constexpr HRESULT kBusy = static_cast<HRESULT>(0x80140102);
 
@@ -229,6 +231,17 @@ TEST_F(ObjectHandler, WritesOnlyWhenTheLastPieceHasCome) {
     handler->Reset(&setup);
 }
 
+TEST_F(ObjectHandler, ALastPieceOfOneByteIsStillAwaited) {
+    REPLSETUP setup = WriteSetup(4711);
+    handler->Setup(&setup);
+    const std::vector<BYTE> record = Record();
+    EXPECT_EQ(Send({record.begin(), record.end() - 1}), S_OK);
+    EXPECT_THAT(database.Notes(), IsEmpty());
+    EXPECT_EQ(Send({record.back()}), S_OK);
+    EXPECT_THAT(database.Notes(), ElementsAre("DBWritePacket 4711 1"));
+    handler->Reset(&setup);
+}
+
 TEST_F(ObjectHandler, AFailedWriteIsStillOkAndLeavesTheNewIdentifierAlone) {
     database.writeResult = 0;
     REPLSETUP setup = WriteSetup(4711);
@@ -331,7 +344,7 @@ TEST_F(ObjectHandler, ReceivingTracesTheRecord) {
                             "CKEZASPContactObjHandler::SetPacket::SetNextBytes After",
                             "CKEZASPContactObjHandler::SetPacket::134 bytes received",
                             "CKEZASPContactObjHandler::SetPacket -", "CKEZASPContactObjHandler::Reset::WRITE -"));
-    EXPECT_EQ(device.ReadText("dbgdump.txt").substr(0, 4), std::string(record.begin() + 26, record.begin() + 30))
+    EXPECT_EQ(device.ReadText("dbgdump.txt"), std::string(record.begin() + 26, record.end()))
         << "the raw bytes, never more than came";
 }
 
@@ -383,6 +396,67 @@ TEST_F(ObjectHandler, ASetupOverAHeldPacketDoesNotFreeIt) {
     handler->Reset(&setup);
 }
 
+TEST_F(ObjectHandler, ASetupOverAHeldWriteDoesNotFreeItEither) {
+    REPLSETUP setup = WriteSetup(4711);
+    const std::vector<BYTE> record = Record();
+    const std::int64_t without = control::Live().localBlocks;
+    {
+        MeantLeak overwritten;
+        handler->Setup(&setup);
+        Send({record.begin(), record.begin() + 26});
+    }
+    control::LiveCounts left;
+    left.localBlocks = control::Live().localBlocks - without;
+    EXPECT_GT(left.localBlocks, 0);
+    StaysForGood(left);
+    handler->Setup(&setup);
+    EXPECT_EQ(control::Live().localBlocks - without, left.localBlocks);
+    handler->Reset(&setup);
+}
+
+TEST_F(ObjectHandler, PacketsThatAreStillHeldOutliveIt) {
+    auto* own = new CKEZASPContactObjHandler(nullptr, &database);
+    REPLSETUP read = ReadSetup(11);
+    REPLSETUP write = WriteSetup(4711);
+    std::vector<BYTE> record = Record();
+    const std::int64_t without = control::Live().localBlocks;
+    {
+        MeantLeak held;
+        own->Setup(&read);
+        own->GetPacket(&packet, &size, 8192);
+        own->Setup(&write);
+        own->SetPacket(record.data(), 26);
+    }
+    control::LiveCounts left;
+    left.localBlocks = control::Live().localBlocks - without;
+    StaysForGood(left);
+    EXPECT_EQ(own->Release(), 0u);
+    EXPECT_EQ(control::Live().localBlocks - without, left.localBlocks);
+    EXPECT_EQ(LocalSize(packet), size);
+}
+
+TEST_F(ObjectHandler, AfterAResetTheSetupOfItsSideIsNotLookedAtAnyMore) {
+    REPLSETUP read = ReadSetup(11);
+    REPLSETUP write = WriteSetup(4711);
+    handler->Setup(&read);
+    handler->Setup(&write);
+    handler->Reset(&read);
+    handler->Reset(&write);
+    Trace(50);
+    EXPECT_EQ(handler->GetPacket(&packet, &size, 8192), RWRN_LAST_PACKET);
+    EXPECT_EQ(Send(Record()), E_POINTER);
+    EXPECT_THAT(Log(), Not(Contains(HasSubstr("oid="))));
+    EXPECT_THAT(database.Notes(), Each("Reset"));
+}
+
+TEST_F(ObjectHandler, AResetWithoutADatabaseIsOk) {
+    auto* own = new CKEZASPContactObjHandler(nullptr, nullptr);
+    REPLSETUP setup = ReadSetup(11);
+    EXPECT_EQ(own->Setup(&setup), S_OK);
+    EXPECT_EQ(own->Reset(&setup), S_OK);
+    own->Release();
+}
+
 // --- Deleting ---
 
 TEST_F(ObjectHandler, DeletingIsOkWhateverBecameOfIt) {
@@ -398,6 +472,14 @@ TEST_F(ObjectHandler, DeletingIsOkWhateverBecameOfIt) {
                     "CKEZASPContactObjHandler::DeleteObj (ab) +", "CKEZASPContactObjHandler::DeleteObj::Set DELETEBUSY",
                     "CKEZASPContactObjHandler::DeleteObj::Clear DELETEBUSY", "Delete failed with HRESULT = 0x80004005",
                     "CKEZASPContactObjHandler::DeleteObj-"));
+}
+
+TEST_F(ObjectHandler, AnAnswerThatIsNotNegativeIsNoFailedDeletion) {
+    REPLSETUP setup = WriteSetup(11);
+    database.deleteResult = S_FALSE;
+    Trace(50);
+    EXPECT_EQ(handler->DeleteObj(&setup), S_OK);
+    EXPECT_THAT(Log(), Not(Contains(HasSubstr("Delete failed"))));
 }
 
 TEST_F(ObjectHandler, ADeletionDuringADeletionIsBusyAndAWriteGoesOn) {
