@@ -341,6 +341,13 @@ void AddClearing(Packet& packet, const RecordField& field) {
         AddText(packet, field.propertyId, "");
 }
 
+// Whether a field of a device's item keeps its value while others are written. What the device makes up or works out
+// from several fields (a filing text, times, a pattern with its exceptions) is sent whole or not at all.
+bool StandsAlone(ItemType type, const RecordField& field) {
+    if (type == ItemType::Contact) return field.name != "FileAs";
+    return field.kind == ValueKind::Text && field.name != "ExceptionDates";
+}
+
 // A field that a device sends and takes no notice of.
 bool IsSentOnly(std::string_view name) {
     return name == "ModifiedOccurrences" || name == "ModifiedOccurrenceDates" || name == "DateCompleted";
@@ -368,6 +375,10 @@ std::string RecordCodec::Encode(const Item& wanted, const Item* held) const {
     Item item = wanted;
     std::erase_if(item.fields, [](const auto& field) { return field.second.empty(); });
     AddDefaults(item);
+    auto isHeld = [&](const std::string& name) {
+        if (!held || !held->fields.count(name) || !wanted.fields.count(name)) return false;
+        return held->fields.at(name) == wanted.fields.at(name);
+    };
     for (const auto& field : FieldsOf(item.type))
         if (auto found = item.fields.find(std::string(field.name));
             found != item.fields.end() && !IsSentOnly(field.name))
@@ -380,6 +391,8 @@ std::string RecordCodec::Encode(const Item& wanted, const Item* held) const {
     for (const auto& field : FieldsOf(item.type)) {
         if (IsSentOnly(field.name)) continue;
         std::string name(field.name);
+        // Not sent, it stays what somebody makes of it meanwhile.
+        if (StandsAlone(item.type, field) && isHeld(name)) continue;
         if (auto found = item.fields.find(name); found != item.fields.end())
             AddValue(packet, field, found->second);
         else if (held && held->fields.count(name))

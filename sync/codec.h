@@ -25,7 +25,8 @@ class PacketCodec {
     virtual Item Decode(ItemType type, const std::string& packet) const = 0;
 
     // The packet that makes a device item read `wanted`. `held` is what the device holds now, null for a new item:
-    // fields that it has and `wanted` lacks are sent in the form that clears them.
+    // fields that it has and `wanted` lacks are sent in the form that clears them, and those that say the same in both
+    // are left out where the device lets them be, so that a change that somebody makes of them meanwhile stays.
     virtual std::string Encode(const Item& wanted, const Item* held) const = 0;
 
     // Whether a device can hold `item` as it is written: empty, or a sentence that names what it cannot hold.
