@@ -5,6 +5,7 @@
 #include <map>
 
 #include "engine/occurrences.h"
+#include "sync/merge.h"
 #include "sync/state.h"
 
 namespace kez::engine {
@@ -25,6 +26,11 @@ CEOID OidOf(const std::string& id) {
 }
 
 std::string Where(CEOID oid) { return "oid " + std::to_string(oid); }
+
+Problem ChangedMeanwhile(CEOID oid) {
+    return {ProblemCode::ChangedMeanwhile, "was changed on the device meanwhile; the next synchronisation looks again",
+            Where(oid)};
+}
 
 std::size_t CountOccurrences(const std::string& text) {
     std::size_t separators = 0;
@@ -50,6 +56,14 @@ const WCHAR* DatabaseName(ItemType type) {
 std::string FieldOf(const Item& item, const std::string& name) {
     const auto field = item.fields.find(name);
     return field == item.fields.end() ? std::string() : field->second;
+}
+
+// Of what the device goes on holding when it was read.
+std::string RevisionOf(const Item& item) {
+    sync::Fields fields = item.fields;
+    fields.erase(kOccurrences);
+    fields.erase(kOccurrenceDates);
+    return sync::Digest(sync::Packed(fields));
 }
 
 // Whether the device holds something that was not sent, or not what was.
@@ -188,6 +202,7 @@ sync::ReadResult DeviceStore::Read(ItemType type, const std::string& id) {
         result.problem = {ProblemCode::Unreadable, error.what(), Where(oid)};
         return result;
     }
+    result.revision = RevisionOf(result.item);
     if (type != ItemType::Appointment) return result;
 
     const std::string sent = FieldOf(result.item, kOccurrences);
@@ -292,6 +307,7 @@ sync::WriteResult DeviceStore::WriteAndCheck(ItemType type, CEOID oid, const Ite
     if (!refused.empty()) {
         result.problem = {ProblemCode::Failed, "the device did not take over " + refused, Where(written)};
     }
+    result.revision = std::move(back.revision);
     result.held = std::move(back.item);
     result.remaining = std::move(back.remaining);
     return result;
@@ -301,11 +317,12 @@ sync::WriteResult DeviceStore::Create(const Item& item, const std::string&) {
     return WriteAndCheck(item.type, 0, item, nullptr);
 }
 
-sync::WriteResult DeviceStore::Update(const std::string& id, const Item& wanted, const std::string&) {
+sync::WriteResult DeviceStore::Update(const std::string& id, const Item& wanted, const std::string& expectedRevision) {
     const CEOID oid = OidOf(id);
     // A write to an identifier that has no record would make a new item without saying so.
     sync::ReadResult now = Read(wanted.type, id);
     if (now.problem) return {now.problem, id, {}, {}, {}};
+    if (!expectedRevision.empty() && now.revision != expectedRevision) return {ChangedMeanwhile(oid), id, {}, {}, {}};
     const Item& held = now.remaining ? *now.remaining : now.item;
     sync::WriteResult result = WriteAndCheck(wanted.type, oid, wanted, &held);
     if (!result.problem && result.id != id) {
@@ -315,9 +332,10 @@ sync::WriteResult DeviceStore::Update(const std::string& id, const Item& wanted,
     return result;
 }
 
-Problem DeviceStore::Delete(ItemType type, const std::string& id, const std::string&) {
+Problem DeviceStore::Delete(ItemType type, const std::string& id, const std::string& expectedRevision) {
     const CEOID oid = OidOf(id);
     if (LookFor(oid) == Presence::Missing) return {};
+    if (!expectedRevision.empty() && Read(type, id).revision != expectedRevision) return ChangedMeanwhile(oid);
     m_connection.Delete(type, oid);
     // A failed deletion answers success: only the record itself tells.
     if (LookFor(oid) == Presence::Missing) return {};

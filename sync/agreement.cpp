@@ -681,7 +681,7 @@ void Agreement::Pass::WriteMerged(const Step& step, const ReadResult& device, co
     if (!forDevice.empty()) {
         const Item target{step.type, Applied(deviceHeld, forDevice)};
         m_state.NoteWriting(step.type, step.folderId);
-        WriteResult result = m_device.Update(step.deviceId, target, {});
+        WriteResult result = m_device.Update(step.deviceId, target, device.revision);
         if (result.problem) {
             // The folder's share is done. What the device did not take stays different from what is remembered of
             // the folder, so that the next pass tries again.
@@ -730,6 +730,8 @@ void Agreement::Pass::WriteMerged(const Step& step, const ReadResult& device, co
     entry.notes = std::move(notes);
     m_report.Add(std::move(entry));
     Remember(step, title, deviceHeld, folderHeld, folderRevision);
+    // A device takes the mark of its own writes away later, and with it that of what its owner changes until then.
+    if (!forDevice.empty()) m_batch.lookAgainOnDevice.emplace_back(step.type, step.deviceId);
     if (!forFolder.empty() || device.remaining) m_acknowledged.emplace_back(step.type, step.deviceId);
 }
 

@@ -27,6 +27,7 @@ CREATE TABLE IF NOT EXISTS pair (
     doubt INTEGER NOT NULL DEFAULT 0, device_base BLOB NOT NULL, folder_base BLOB,
     UNIQUE (type, device_id), UNIQUE (type, folder_id));
 CREATE TABLE IF NOT EXISTS unsettled (type INTEGER NOT NULL, id TEXT NOT NULL, PRIMARY KEY (type, id)) WITHOUT ROWID;
+CREATE TABLE IF NOT EXISTS look_again (type INTEGER NOT NULL, id TEXT NOT NULL, PRIMARY KEY (type, id)) WITHOUT ROWID;
 CREATE TABLE IF NOT EXISTS listing (type INTEGER PRIMARY KEY);
 CREATE TABLE IF NOT EXISTS writing (
     type INTEGER NOT NULL, folder_id TEXT NOT NULL, PRIMARY KEY (type, folder_id)) WITHOUT ROWID;
@@ -155,7 +156,9 @@ void State::EndListing(ItemType type, const std::vector<std::string>& changed) {
 
 std::set<std::string> State::Unsettled(ItemType type) {
     std::set<std::string> ids;
-    Statement all(*m_connection, "SELECT id FROM unsettled WHERE type = ? ORDER BY id");
+    Statement all(
+        *m_connection,
+        "SELECT id FROM unsettled WHERE type = ?1 UNION SELECT id FROM look_again WHERE type = ?1 ORDER BY id");
     for (all.Bind(Number(type)); all.Step();) ids.emplace_hint(ids.end(), all.Bytes(0));
     return ids;
 }
@@ -192,8 +195,9 @@ Bases State::BasesOf(const Pair& pair) {
 void State::DoubtAll(Doubt doubt) {
     Transaction transaction(*m_connection);
     Statement(*m_connection, "UPDATE pair SET doubt = ?").Bind(static_cast<std::int64_t>(doubt)).Run();
-    // An older device is to be told again what the folder says.
-    if (doubt == Doubt::OldDevice) m_connection->Execute("UPDATE pair SET folder_revision = ''");
+    // An older device is to be told again what the folder says. It has not seen what was written since.
+    if (doubt == Doubt::OldDevice)
+        m_connection->Execute("UPDATE pair SET folder_revision = ''; DELETE FROM look_again");
     // An older state does not know what the device has told since.
     Statement list(*m_connection, "INSERT OR IGNORE INTO listing (type) VALUES (?)");
     if (doubt == Doubt::OldFolder) {
@@ -249,11 +253,15 @@ void State::Commit(const Batch& batch) {
     }
 
     Statement settle(*m_connection, "DELETE FROM unsettled WHERE type = ? AND id = ?");
+    Statement looked(*m_connection, "DELETE FROM look_again WHERE type = ? AND id = ?");
     Statement release(*m_connection, "DELETE FROM keepsake WHERE type = ? AND id = ?");
     for (const auto& [type, id] : batch.settledOnDevice) {
         settle.Bind(Number(type)).Bind(id).Run();
+        looked.Bind(Number(type)).Bind(id).Run();
         release.Bind(Number(type)).Bind(id).Run();
     }
+    Statement again(*m_connection, "INSERT OR IGNORE INTO look_again (type, id) VALUES (?, ?)");
+    for (const auto& [type, id] : batch.lookAgainOnDevice) again.Bind(Number(type)).Bind(id).Run();
 
     Statement settleConflict(*m_connection, "DELETE FROM conflict WHERE type = ? AND key = ?");
     for (const auto& [type, key] : batch.settledConflicts) settleConflict.Bind(Number(type)).Bind(key).Run();

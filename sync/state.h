@@ -67,8 +67,9 @@ struct Batch {
         Bases bases;
     };
     std::vector<Agreed> agreed;
-    std::vector<std::int64_t> forgotten;                            // pair numbers
-    std::vector<std::pair<ItemType, std::string>> settledOnDevice;  // identifiers that need no further look
+    std::vector<std::int64_t> forgotten;                              // pair numbers
+    std::vector<std::pair<ItemType, std::string>> settledOnDevice;    // identifiers that need no further look
+    std::vector<std::pair<ItemType, std::string>> lookAgainOnDevice;  // settled, and to be compared in the next pass
     std::vector<WaitingConflict> waiting;
     std::vector<std::pair<ItemType, std::string>> settledConflicts;  // by device identifier, or "folder:" + folder's
     std::size_t Size() const { return agreed.size() + forgotten.size() + settledOnDevice.size() + waiting.size(); }
@@ -88,7 +89,8 @@ class State : public Keepsakes {
     // of an earlier pass is found: its flags may be lost, and everything has to be compared.
     bool BeginListing(ItemType type);
     void EndListing(ItemType type, const std::vector<std::string>& changed);
-    std::set<std::string> Unsettled(ItemType type);  // identifiers listed as changed and not settled since
+    // Identifiers listed as changed and not settled since, or to be looked at again.
+    std::set<std::string> Unsettled(ItemType type);
 
     std::vector<Pair> Pairs(ItemType type);
     std::size_t CountPairs(ItemType type);

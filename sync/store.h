@@ -2,8 +2,9 @@
 //
 // - An identifier names one item of one type and stays the same while the item lives; it is not given to another
 //   item while the agreement remembers it.
-// - A revision changes whenever anyone changes the item, and only then. A store that keeps none answers "", and
-//   then says by `changed` whether the item changed since the listing before.
+// - A revision changes whenever anyone changes the item, and only then. A store that keeps none answers "" when it
+//   lists, and then says by `changed` whether the item changed since the listing before; what it reads may have one
+//   all the same.
 // - Listing may forget: a store that keeps change flags clears them when it lists. Who lists must have made a note
 //   that it does so, and must have stored what came before it acts on it.
 // - What Create, Update and Delete wrote is visible to everyone at once and durable when Flush has returned.

@@ -7,6 +7,7 @@
 #include <map>
 #include <set>
 #include <string>
+#include <utility>
 
 #include "sync/store.h"
 
@@ -54,7 +55,7 @@ class MemoryStore : public sync::Store {
             return result;
         }
         result.item = found->second.item;
-        result.revision = m_kind == Kind::Revisions ? std::to_string(found->second.revision) : "";
+        result.revision = std::to_string(found->second.revision);
         return result;
     }
 
@@ -70,6 +71,7 @@ class MemoryStore : public sync::Store {
 
     sync::WriteResult Update(const std::string& id, const sync::Item& wanted, const std::string& expected) override {
         Called();
+        if (atUpdate) std::exchange(atUpdate, nullptr)();
         ++writes;
         const auto found = m_items.find(id);
         if (found == m_items.end()) return {{sync::ProblemCode::Gone, "is gone", id}, {}, {}, {}, {}};
@@ -134,7 +136,8 @@ class MemoryStore : public sync::Store {
     std::set<std::string> unreadable;
     std::function<bool(const sync::Item&)> refuse;
     std::function<void(sync::Item&)> normalise;
-    int crashAtCall = 0;  // 0: never; counts down over all calls, before and after each write
+    std::function<void()> atUpdate;  // what somebody does once, when the next update has begun
+    int crashAtCall = 0;             // 0: never; counts down over all calls, before and after each write
     int calls = 0;
     int reads = 0;
     int writes = 0;
@@ -161,7 +164,7 @@ class MemoryStore : public sync::Store {
     }
     sync::WriteResult Written(const std::string& id) {
         const Entry& entry = m_items.at(id);
-        return {{}, id, m_kind == Kind::Revisions ? std::to_string(entry.revision) : "", entry.item, {}};
+        return {{}, id, std::to_string(entry.revision), entry.item, {}};
     }
 
     Kind m_kind;

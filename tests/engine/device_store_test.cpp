@@ -65,6 +65,15 @@ class DeviceStoreTest : public testing::Test {
         Connect();
     }
 
+    void OwnerWrites(const std::string& id, const WCHAR* jobTitle) {
+        ComPtr<IDispatch> item;
+        ASSERT_EQ(application->GetItemFromOid(std::atoi(id.c_str()), item.Out()), S_OK);
+        const BSTR text = SysAllocString(jobTitle);
+        static_cast<IContact*>(item.Get())->put_JobTitle(text);
+        SysFreeString(text);
+        ASSERT_EQ(static_cast<IContact*>(item.Get())->Save(), S_OK);
+    }
+
     ComPtr<IAppointment> WeeklySeries(LONG* oid) {
         ComPtr<IDispatch> item;
         ComPtr<IAppointment> series;
@@ -101,7 +110,15 @@ class DeviceStoreTest : public testing::Test {
     tests::TestDevice device;
     ComPtr<IPOutlookApp2> application;
     Keepsakes keepsakes;
-    partner::RecordCodec codec{[] { return 0; }};
+    struct Codec : partner::RecordCodec {
+        Codec() : RecordCodec([] { return 0; }) {}
+        std::string Encode(const Item& wanted, const Item* held) const override {
+            if (duringEncode) duringEncode();
+            return RecordCodec::Encode(wanted, held);
+        }
+        std::function<void()> duringEncode;
+    };
+    Codec codec;
     std::unique_ptr<ProviderLibrary> provider;
     std::unique_ptr<Connection> connection;
     std::unique_ptr<DeviceStore> store;
@@ -166,6 +183,27 @@ TEST_F(DeviceStoreTest, AnOwnersChangeIsListedOnceAndOurOwnWriteNever) {
     Reconnect();
     EXPECT_EQ(store->List(ItemType::Contact).items.at(0).changed, true);
     EXPECT_EQ(store->List(ItemType::Contact).items.at(0).changed, false);
+}
+
+TEST_F(DeviceStoreTest, AnOwnersChangeDuringOurWriteStays) {
+    const sync::WriteResult made = store->Create({ItemType::Contact, {{"FirstName", "Ada"}, {"JobTitle", "Poet"}}}, {});
+    Item wanted = made.held;
+    wanted.fields["CompanyName"] = "Engines";
+    codec.duringEncode = [&] { OwnerWrites(made.id, TEXT("Programmer")); };
+    sync::WriteResult changed = store->Update(made.id, wanted, {});
+    EXPECT_EQ(changed.held.fields["JobTitle"], "Programmer");
+    EXPECT_EQ(changed.held.fields["CompanyName"], "Engines");
+}
+
+TEST_F(DeviceStoreTest, AnOwnersChangeSinceItWasReadIsNotOverwritten) {
+    const sync::WriteResult made = store->Create({ItemType::Contact, {{"FirstName", "Ada"}, {"JobTitle", "Poet"}}}, {});
+    const sync::ReadResult read = store->Read(ItemType::Contact, made.id);
+    EXPECT_EQ(read.revision, made.revision);
+    OwnerWrites(made.id, TEXT("Programmer"));
+    Item wanted = read.item;
+    wanted.fields["CompanyName"] = "Engines";
+    EXPECT_EQ(store->Update(made.id, wanted, read.revision).problem.code, ProblemCode::ChangedMeanwhile);
+    EXPECT_EQ(store->Read(ItemType::Contact, made.id).item.fields.at("JobTitle"), "Programmer");
 }
 
 TEST_F(DeviceStoreTest, PacketsOfAnySizeCarryTheSameItem) {

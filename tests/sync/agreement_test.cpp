@@ -318,6 +318,35 @@ TEST_F(AgreementTest, AnEditDuringTheWriteIsNotLost) {
     EXPECT_EQ(folder.At(folder.Ids()[0]), (Fields{{"FirstName", "Ada"}, {"Phone", "2"}, {"City", "edited meanwhile"}}));
 }
 
+TEST_F(AgreementTest, AnEditBetweenReadingAndWritingIsNotOverwritten) {
+    const auto d = device.Add(Person("Ada", {{"Phone", "1"}}));
+    Sync();
+    folder.Edit(folder.Ids()[0], "City", "London");
+    device.atUpdate = [&] { device.Edit(d, "Phone", "2"); };
+    const Report report = Sync();
+    EXPECT_EQ(report.counts.unresolved, 1u);
+    EXPECT_EQ(device.At(d), (Fields{{"FirstName", "Ada"}, {"Phone", "2"}}));
+    EXPECT_TRUE(Sync().Complete());
+    EXPECT_EQ(device.At(d), (Fields{{"FirstName", "Ada"}, {"Phone", "2"}, {"City", "London"}}));
+    ExpectAgreement();
+}
+
+TEST_F(AgreementTest, AnItemThatWasWrittenOnTheDeviceIsLookedAtAgainInTheNextPassOnly) {
+    const auto d = device.Add(Person("Ada", {{"Phone", "1"}}));
+    Sync();
+    folder.Edit(folder.Ids()[0], "City", "London");
+    Sync();
+    // The device gives its own write as no change, and with it what its owner changed before it knew.
+    device.Edit(d, "Phone", "2");
+    (void)device.List(ItemType::Contact);
+    EXPECT_EQ(Sync().counts.received, 1u);
+    EXPECT_EQ(folder.At(folder.Ids()[0]).at("Phone"), "2");
+    ExpectAgreement();
+    device.reads = 0;
+    Sync();
+    EXPECT_EQ(device.reads, 0);
+}
+
 TEST_F(AgreementTest, AFolderItemThatChangesAfterItWasListedIsMerged) {
     const auto d = device.Add(Person("Ada", {{"Phone", "1"}}));
     Sync();

@@ -88,6 +88,23 @@ TEST_F(StateTest, ListedChangesStayUntilTheyAreSettled) {
     EXPECT_THAT(state.Unsettled(ItemType::Contact), ElementsAre("2", "3"));
 }
 
+TEST_F(StateTest, WhatIsToBeLookedAtAgainIsUntilItIsSettledOrTheDeviceIsAnOlderOne) {
+    State state = Open();
+    state.BeginListing(ItemType::Contact);
+    state.EndListing(ItemType::Contact, {"1"});
+    Batch batch;
+    batch.settledOnDevice = {{ItemType::Contact, "1"}, {ItemType::Contact, "2"}};
+    batch.lookAgainOnDevice = {{ItemType::Contact, "2"}, {ItemType::Task, "3"}};
+    state.Commit(batch);
+    EXPECT_THAT(state.Unsettled(ItemType::Contact), ElementsAre("2"));
+    batch.lookAgainOnDevice.clear();
+    state.Commit(batch);
+    EXPECT_THAT(state.Unsettled(ItemType::Contact), testing::IsEmpty());
+    EXPECT_THAT(state.Unsettled(ItemType::Task), ElementsAre("3"));
+    state.DoubtAll(Doubt::OldDevice);
+    EXPECT_THAT(state.Unsettled(ItemType::Task), testing::IsEmpty());
+}
+
 TEST_F(StateTest, AKeepsakeStaysUntilItsItemIsSettled) {
     {
         State state = Open();
