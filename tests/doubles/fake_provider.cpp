@@ -12,6 +12,10 @@ std::string Name(const WCHAR* text) {
     return text ? name : "NULL";
 }
 
+void Expect(bool right, const char* what) {
+    if (!right) g_fake.oddities.push_back(what);
+}
+
 class Handler : public IReplObjHandler {
  public:
     Handler() { ++g_fake.liveHandlers; }
@@ -29,6 +33,9 @@ class Handler : public IReplObjHandler {
     HRESULT Setup(REPLSETUP* setup) override {
         g_fake.calls.push_back("Setup " + std::string(setup->fRead ? "read " : "write ") + std::to_string(setup->oid) +
                                (setup->dwFlags & RSF_NEW_OBJECT ? " new" : ""));
+        Expect(setup->cbStruct == sizeof *setup, "REPLSETUP.cbStruct");
+        Expect(setup->oidNew == 0 && setup->hr == S_OK && setup->pNotify == nullptr, "REPLSETUP");
+        Expect(setup->lpbVolumeID == nullptr && setup->cbVolumeID == 0, "REPLSETUP volume");
         (setup->fRead ? m_read : m_write) = setup;
         m_next = 0;
         g_fake.received.clear();
@@ -56,7 +63,8 @@ class Handler : public IReplObjHandler {
     }
     HRESULT DeleteObj(REPLSETUP* setup) override {
         g_fake.calls.push_back("DeleteObj " + std::to_string(setup->oid));
-        return S_OK;
+        Expect(setup->cbStruct == sizeof *setup && !setup->fRead, "REPLSETUP of a deletion");
+        return g_fake.deleteResult;
     }
 
  private:
@@ -86,6 +94,10 @@ BOOL ObjectNotify(OBJNOTIFY* notify) {
     if (notify->oidInfo.wObjType == OBJTYPE_FILE) what += " " + Name(notify->oidInfo.infFile.szFileName);
     if (notify->uFlags & ONF_CHANGED) what += " changed";
     g_fake.calls.push_back(what);
+    Expect(notify->cbStruct == sizeof *notify, "OBJNOTIFY.cbStruct");
+    Expect(notify->uPartnerBit == 1 || notify->uPartnerBit == 2, "OBJNOTIFY.uPartnerBit");
+    Expect(notify->oidInfo.wObjType == (notify->uFlags & ONF_FILE ? OBJTYPE_FILE : OBJTYPE_RECORD), "OBJNOTIFY kind");
+    Expect(notify->cOidChg == 0 && notify->cOidDel == 0 && notify->poid == nullptr, "OBJNOTIFY");
     if (!(notify->uFlags & ONF_CHANGED)) return FALSE;
     notify->poid = g_fake.noticed.data();
     notify->cOidChg = g_fake.noticedChanged;
@@ -95,6 +107,7 @@ BOOL ObjectNotify(OBJNOTIFY* notify) {
 
 HRESULT GetObjTypeInfo(OBJTYPEINFO* info) {
     g_fake.calls.push_back("GetObjTypeInfo " + Name(info->szObjType));
+    Expect(info->cbStruct == sizeof *info && info->cObjects == 0, "OBJTYPEINFO");
     if (g_fake.cannotCount) return 0;
     info->cObjects = g_fake.count;
     return 1;
@@ -109,7 +122,19 @@ BOOL ReportStatus(LPWSTR type, UINT code, UINT parameter) {
 HRESULT FindObjects(FINDOBJINFO* find) {
     g_fake.calls.push_back("FindObjects " + Name(find->szObjType) + " " + std::to_string(find->uFlags));
     if (find->uFlags & FO_DONE_ONE_VOL) return S_OK;
+    Expect(find->poid == nullptr && find->cUnChg == 0 && find->cChg == 0, "FINDOBJINFO");
     if (FAILED(g_fake.listResult) || g_fake.listNothing) return g_fake.listResult;
+    // Where it stands in the volumes is parked in what the engine keeps for it.
+    std::size_t& volume = *reinterpret_cast<std::size_t*>(&find->lpvUser);
+    if (volume < g_fake.volumes.size()) find->uFlags |= FO_MORE_VOLUME;
+    if (volume > 0) {
+        std::vector<UINT>& list = g_fake.volumes[volume - 1];
+        find->poid = list.data();
+        find->cUnChg = static_cast<UINT>(list.size());
+        ++volume;
+        return S_OK;
+    }
+    ++volume;
     find->poid = g_fake.list.data();
     find->cUnChg = g_fake.unchanged;
     find->cChg = g_fake.changed;

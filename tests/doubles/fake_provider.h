@@ -15,7 +15,8 @@ struct FakeProvider {
     bool cannotCount = false;
     bool listNothing = false;  // success, and nothing filled
     HRESULT listResult = S_OK;
-    std::vector<UINT> list;  // as it lies in memory
+    std::vector<UINT> list;                  // as it lies in memory
+    std::vector<std::vector<UINT>> volumes;  // of further volumes, all unchanged
     UINT unchanged = 0;
     UINT changed = 0;
     std::vector<UINT> noticed;  // changed identifiers, then deleted ones
@@ -25,10 +26,12 @@ struct FakeProvider {
     bool lastIsEmpty = false;
     DWORD oidNew = 0;
     HRESULT setResult = S_OK;
+    HRESULT deleteResult = S_OK;
 
     // What the engine did: "InitObjType KEZContact 1", "Setup read 7", "SetPacket 4", ...
     std::vector<std::string> calls;
     std::string received;
+    std::vector<std::string> oddities;  // structures without their size, or with something left in them
     int liveHandlers = 0;
 };
 

@@ -97,17 +97,83 @@ TEST_F(ConnectionTest, NoListAtAllIsNotAnEmptyList) {
 
 TEST_F(ConnectionTest, AChangeFileIsShownInTheSweepAndAgainAsChangedAfterTheListing) {
     device.WriteText("KezChgFile.kez", "x");
-    fake->list = {11, 12};
+    fake->list = {11, 12, 13};
     fake->unchanged = 2;
-    fake->noticed = {12, 99};
-    fake->noticedChanged = 1;
+    fake->changed = 1;
+    fake->noticed = {12, 13, 99};
+    fake->noticedChanged = 2;
     Connection connection(library, options);
     EXPECT_EQ(TakeCalls().back(), "ObjectNotify KEZContact \\KezChgFile.kez");
     const ObjectList list = connection.List(ItemType::Contact);
     EXPECT_EQ(TakeCalls().back(), "ObjectNotify KEZContact \\KezChgFile.kez changed");
     EXPECT_THAT(list.unchanged, ElementsAre(11u));
+    EXPECT_THAT(list.changed, ElementsAre(13u, 12u)) << "each once";
+    EXPECT_THAT(list.deleted, ElementsAre(99u));
+}
+
+TEST_F(ConnectionTest, TheIdentifierZeroInANotificationIsIgnoredAndReported) {
+    device.WriteText("KezChgFile.kez", "x");
+    fake->list = {11};
+    fake->unchanged = 1;
+    fake->noticed = {0, 12, 0, 99};
+    fake->noticedChanged = 2;
+    Connection connection(library, options);
+    const ObjectList list = connection.List(ItemType::Contact);
     EXPECT_THAT(list.changed, ElementsAre(12u));
     EXPECT_THAT(list.deleted, ElementsAre(99u));
+    EXPECT_THAT(connection.TakeFindings(),
+                ElementsAre(HasSubstr("KEZContact lists the identifier 0"), HasSubstr("identifier 0")));
+}
+
+TEST_F(ConnectionTest, EveryVolumeIsListedAndGivenBackBeforeTheNext) {
+    fake->list = {11, 12};
+    fake->unchanged = 1;
+    fake->changed = 1;
+    fake->volumes = {{21}, {31, 32}};
+    Connection connection(library, options);
+    TakeCalls();
+    const ObjectList list = connection.List(ItemType::Contact);
+    EXPECT_THAT(list.unchanged, ElementsAre(11u, 21u, 31u, 32u));
+    EXPECT_THAT(list.changed, ElementsAre(12u));
+    EXPECT_THAT(TakeCalls(),
+                ElementsAre("FindObjects KEZContact 0", "FindObjects KEZContact 2", "FindObjects KEZContact 0",
+                            "FindObjects KEZContact 2", "FindObjects KEZContact 0", "FindObjects KEZContact 2"));
+    EXPECT_THAT(fake->oddities, IsEmpty());
+}
+
+TEST_F(ConnectionTest, EveryStructureCarriesItsSizeAndNothingOfTheCallBefore) {
+    device.WriteText("KezChgFile.kez", "x");
+    fake->list = {11, 12};
+    fake->unchanged = 2;
+    fake->noticed = {12};
+    fake->noticedChanged = 1;
+    fake->pieces = {"abcd"};
+    fake->oidNew = 77;
+    {
+        Connection connection(library, options);
+        UINT count = 0;
+        std::string packet;
+        CEOID written = 0;
+        for (int time = 0; time < 2; ++time) {
+            EXPECT_TRUE(connection.CountItems(ItemType::Contact, count));
+            (void)connection.List(ItemType::Contact);
+            connection.Upload(ItemType::Contact, 7, packet);
+            connection.Acknowledge(ItemType::Contact, 7);
+            connection.Download(ItemType::Contact, 0, "abcd", written);
+            connection.Delete(ItemType::Contact, 7);
+        }
+    }
+    EXPECT_THAT(fake->oddities, IsEmpty());
+}
+
+TEST_F(ConnectionTest, AProviderThatCannotCountIsNotTakenAtAnyNumber) {
+    fake->count = 5;
+    Connection connection(library, options);
+    UINT count = 0;
+    EXPECT_TRUE(connection.CountItems(ItemType::Contact, count));
+    EXPECT_EQ(count, 5u);
+    fake->cannotCount = true;
+    EXPECT_FALSE(connection.CountItems(ItemType::Contact, count));
 }
 
 TEST_F(ConnectionTest, AnUploadGathersThePiecesBetweenSetupAndReset) {
@@ -159,6 +225,16 @@ TEST_F(ConnectionTest, ADownloadIsCutIntoPiecesOfAtMostTheRecommendedSize) {
                 ElementsAre("Setup write 0 new", "SetPacket 4", "SetPacket 4", "SetPacket 2", "Reset write"));
 }
 
+TEST_F(ConnectionTest, ASizeThatNoPacketMayHaveIsTakenForTheNearestThatOneMay) {
+    for (const auto& [asked, used] : std::vector<std::pair<DWORD, DWORD>>{{0, 4}, {3, 4}, {4, 4}, {260001, 260000}}) {
+        options.recommendedSize = asked;
+        Connection connection(library, options);
+        std::string packet;
+        connection.Upload(ItemType::Contact, 7, packet);
+        EXPECT_THAT(TakeCalls(), testing::Contains("GetPacket " + std::to_string(used)));
+    }
+}
+
 TEST_F(ConnectionTest, ADownloadWithoutAnIdentifierIsReportedAsFailed) {
     Connection connection(library, options);
     CEOID written = 5;
@@ -184,6 +260,15 @@ TEST_F(ConnectionTest, ADeletionHasNeitherSetupNorReset) {
     connection.Delete(ItemType::Contact, 9);
     connection.Acknowledge(ItemType::Contact, 8);
     EXPECT_THAT(TakeCalls(), ElementsAre("DeleteObj 9", "ObjectNotify KEZContact clear 8"));
+}
+
+TEST_F(ConnectionTest, ADeletionThatFailsIsReportedToTheProvider) {
+    fake->deleteResult = RERR_TRY_AGAIN;
+    Connection connection(library, options);
+    TakeCalls();
+    EXPECT_EQ(connection.Delete(ItemType::Contact, 9), RERR_TRY_AGAIN);
+    EXPECT_THAT(TakeCalls(),
+                ElementsAre("DeleteObj 9", "ReportStatus KEZContact 17 " + std::to_string(RERR_TRY_AGAIN)));
 }
 
 TEST_F(ConnectionTest, PurgeRequestsCarryTypeAndCode) {

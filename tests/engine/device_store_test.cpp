@@ -264,6 +264,39 @@ TEST_F(DeviceStoreTest, AListingThatFailsInSilenceIsNotBelieved) {
     EXPECT_TRUE(store->List(ItemType::Contact).trusted);
 }
 
+TEST_F(DeviceStoreTest, AListingThatLeavesSomebodyOutIsSaidAndNotBelieved) {
+    ASSERT_FALSE(store->Create({ItemType::Contact, {{"FirstName", "Ada"}}}, {}).problem);
+    ASSERT_FALSE(store->Create({ItemType::Contact, {{"FirstName", "Bob"}}}, {}).problem);
+    Reconnect();
+    control::PlanFault({"IPOutlookItemCollection::Item", 2, 1, static_cast<std::uint32_t>(E_FAIL)});
+    const sync::Listing listing = store->List(ItemType::Contact);
+    control::ClearFaults();
+    EXPECT_FALSE(listing.trusted);
+    ASSERT_FALSE(listing.findings.empty());
+    EXPECT_EQ(listing.findings[0].text, "counted 2 items and listed only 1");
+    Reconnect();
+    EXPECT_TRUE(store->List(ItemType::Contact).trusted);
+}
+
+TEST_F(DeviceStoreTest, AnItemThatCannotBeLookedForIsNotTakenForGone) {
+    const sync::WriteResult made = store->Create({ItemType::Contact, {{"FirstName", "Ada"}}}, {});
+    control::PlanFault({"CeOidGetInfoEx2", 1, 1000, ERROR_NOT_ENOUGH_MEMORY});
+    control::PlanFault({"IPOutlookApp::GetItemFromOid", 1, 1000, static_cast<std::uint32_t>(E_FAIL)});
+    EXPECT_EQ(store->Read(ItemType::Contact, made.id).problem.code, ProblemCode::Failed);
+    EXPECT_EQ(store->Delete(ItemType::Contact, made.id, {}).code, ProblemCode::Failed);
+    control::ClearFaults();
+    EXPECT_FALSE(store->Read(ItemType::Contact, made.id).problem);
+}
+
+TEST_F(DeviceStoreTest, WhatWasWrittenIsFlushed) {
+    ASSERT_FALSE(store->Create({ItemType::Contact, {{"FirstName", "Ada"}}}, {}).problem);
+    control::CountCalls(true);
+    store->Flush();
+    EXPECT_EQ(control::CallCount("CeFlushDBVol"), 1u);
+    control::PlanFault({"CeFlushDBVol", 1, 1, ERROR_DISK_FULL});
+    EXPECT_THROW(store->Flush(), sync::StoreError);
+}
+
 TEST_F(DeviceStoreTest, ATaskIsWrittenAndReadBack) {
     const Item task{ItemType::Task,
                     {{"Subject", "Letter"},
