@@ -283,6 +283,77 @@ TEST_F(Records, TheFingerprintIsThatOfTheFilledPacket) {
     EXPECT_EQ(database.GetRecordCRC(12), 0u) << "a record that cannot be read";
 }
 
+TEST_F(Records, TheFingerprintIsOfThePacketThatTheTypeFills) {
+    class Other : public ContactDatabase {
+        CEOID DBFillPacket(CEOID oid, CKezCEPacket& out) override {
+            const CEPROPVAL prop = Number(0x12340003, oid);
+            out.PropStart(oid);
+            out.PropAdd(&prop, 1);
+            out.PropFini();
+            return oid;
+        }
+    };
+    Other database;
+    CKezCEPacket expected;
+    static_cast<CKezAspDB&>(database).DBFillPacket(11, expected);
+    EXPECT_EQ(database.GetRecordCRC(11), expected.GetCRC32(TRUE));
+    EXPECT_NE(database.GetRecordCRC(12), expected.GetCRC32(TRUE));
+}
+
+TEST_F(Records, TheLetterIsTheTypeWhereTheDatabaseHasNone) {
+    ContactDatabase database;
+    database.OpenDatabase();
+    database.m_ceodinfo_db.infDatabase.dwDbaseType = 0;
+    delete database.m_cpRead;
+    database.m_cpRead = nullptr;
+    SessionDouble& session = database.DoubleRead();
+    session.loadable = {11};
+    database.DBFillPacket(11, packet);
+    EXPECT_THAT(session.calls, ElementsAre("InitializeItem 11 65 11", "InitializeItem 11 65 11"));
+}
+
+TEST_F(Records, EveryItemTypeByNumberOrLetterLosesTheRawTexts) {
+    ContactDatabase database;
+    database.OpenDatabase();
+    delete database.m_cpRead;
+    database.m_cpRead = nullptr;
+    SessionDouble& session = database.DoubleRead();
+    session.loadable = {11};
+    session.properties = {Number(0x00160041, 0), Number(0x00170041, 0)};
+    session.categories = u"Friends";
+    session.note = u"Note";
+    for (DWORD type : {24, 25, 26, int{'A'}, int{'D'}, int{'T'}}) {
+        database.m_ceodinfo_db.infDatabase.dwDbaseType = type;
+        CKezCEPacket own;
+        database.DBFillPacket(11, own);
+        EXPECT_THAT(Identifiers(own), ElementsAre(0xAFF0001Fu, 0xAFF1000Bu, 0xAFFA001Fu)) << type;
+    }
+    database.m_ceodinfo_db.infDatabase.dwDbaseType = 'G';
+    CKezCEPacket own;
+    database.DBFillPacket(11, own);
+    EXPECT_THAT(Identifiers(own), Contains(0x00160041u));
+    EXPECT_THAT(Identifiers(own), Contains(0x00170041u));
+}
+
+TEST_F(Records, AMissingPictureIsNoBlockToGiveBack) {
+    ContactDatabase database;
+    SessionDouble& session = database.DoubleRead();
+    session.loadable = {11};
+    CEPROPVAL missing = {};
+    missing.propid = 0xAFE90041;
+    missing.wFlags = CEDB_PROPNOTFOUND;
+    missing.val.blob.lpb = static_cast<LPBYTE>(LocalAlloc(LPTR, 3));
+    session.properties = {missing};
+    database.OpenDatabase();
+    const std::int64_t before = control::Live().localBlocks;
+    {
+        CKezCEPacket own;
+        database.DBFillPacket(11, own);
+    }
+    EXPECT_EQ(control::Live().localBlocks, before);
+    LocalFree(missing.val.blob.lpb);
+}
+
 // --- Writing ---
 
 class Writing : public Records {
@@ -501,6 +572,23 @@ TEST_F(Writing, TheRecurrenceFlagAlsoSetsTheTypeToItsLowHalf) {
     EXPECT_TRUE(database.PropToPoom(packet, &prop, &session));
     EXPECT_EQ(session.m_recurrence.bRecurrFound, TRUE);
     EXPECT_EQ(session.m_recurrence.RecurrenceType, 3);
+}
+
+TEST_F(Writing, AnyValueButZeroMeansYes) {
+    PlainDatabase database;
+    SessionDouble& session = database.DoubleWrite();
+    CEPROPVAL prop = Number(0xAFF9000B, 2);
+    EXPECT_TRUE(database.PropToPoom(packet, &prop, &session));
+    EXPECT_EQ(session.m_recurrence.bNoEndDate, TRUE);
+    prop = Number(0xAFF1000B, 2);
+    EXPECT_TRUE(database.PropToPoom(packet, &prop, &session));
+    EXPECT_EQ(session.m_recurrence.bRecurrFound, TRUE);
+    prop = Number(0xAFF1000B, 0);
+    EXPECT_TRUE(database.PropToPoom(packet, &prop, &session));
+    EXPECT_EQ(session.m_recurrence.bRecurrFound, FALSE);
+    prop = Number(0xAFF9000B, 0);
+    EXPECT_TRUE(database.PropToPoom(packet, &prop, &session));
+    EXPECT_EQ(session.m_recurrence.bNoEndDate, FALSE);
 }
 
 TEST_F(Writing, OtherPropertiesAreLeftToTheType) {
