@@ -717,7 +717,9 @@ void Agreement::Pass::WriteMerged(const Step& step, const ReadResult& device, co
                 Fail(step, title, std::move(late.problem));
                 for (const auto& [name, change] : onTheSide) deviceHeld.erase(name);
                 Remember(step, title, deviceHeld, folderHeld, folderRevision);
+                // What it took out of the device stays kept, and the device is asked again.
                 m_batch.settledOnDevice.pop_back();
+                m_batch.lookAgainOnDevice.emplace_back(step.type, step.deviceId);
                 return;
             }
             folderHeld = late.held.fields;

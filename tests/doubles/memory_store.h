@@ -56,6 +56,7 @@ class MemoryStore : public sync::Store {
         }
         result.item = found->second.item;
         result.revision = std::to_string(found->second.revision);
+        if (atRead) atRead(result);
         return result;
     }
 
@@ -97,7 +98,10 @@ class MemoryStore : public sync::Store {
         return {};
     }
 
-    void Flush() override { Called(); }
+    void Flush() override {
+        Called();
+        if (atFlush) atFlush();
+    }
 
     // What a user does.
     std::string Add(sync::Item item) {
@@ -136,6 +140,8 @@ class MemoryStore : public sync::Store {
     std::set<std::string> unreadable;
     std::function<bool(const sync::Item&)> refuse;
     std::function<void(sync::Item&)> normalise;
+    std::function<void(sync::ReadResult&)> atRead;  // makes of each reading what it likes
+    std::function<void()> atFlush;
     std::function<void()> atUpdate;  // what somebody does once, when the next update has begun
     int crashAtCall = 0;             // 0: never; counts down over all calls, before and after each write
     int calls = 0;

@@ -4,12 +4,10 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <functional>
 #include <map>
 #include <random>
 #include <set>
 #include <thread>
-#include <utility>
 
 #include "tests/engine/session_world.h"
 #include "tests/support/child_process.h"
@@ -244,21 +242,16 @@ TEST(PartnersAtRandom, EditsOfDifferentFieldsAllArriveEverywhere) {
 // The provider takes the mark of its own writes away at the end of a session, when the change writer had time to make
 // it.
 TEST(PartnersAtRandom, AnOwnersEditBetweenOurWriteAndTheEndOfItsSessionReachesTheFolderInTheNext) {
-    class FlushedFolder : public MemoryStore {
-     public:
-        FlushedFolder() : MemoryStore(Kind::Revisions, "folder") {}
-        void Flush() override {
-            if (atFlush) std::exchange(atFlush, nullptr)();
-        }
-        std::function<void()> atFlush;
-    };
     SessionWorld world;
-    FlushedFolder folder;
+    MemoryStore folder(MemoryStore::Kind::Revisions, "folder");
     const LONG oid = world.AddContact("Ada", "Lovelace");
     world.Sync(folder);
     const std::string id = folder.Ids()[0];
     folder.Edit(id, "CompanyName", "Engines");
-    folder.atFlush = [&] { EXPECT_TRUE(world.EditContact(oid, &IContact::put_JobTitle, "Programmer")); };
+    folder.atFlush = [&] {
+        EXPECT_TRUE(world.EditContact(oid, &IContact::put_JobTitle, "Programmer"));
+        folder.atFlush = nullptr;
+    };
     EXPECT_EQ(world.Sync(folder).counts.sent, 1u);
     EXPECT_EQ(folder.At(id).count("JobTitle"), 0u);
     EXPECT_EQ(world.Sync(folder).counts.received, 1u);

@@ -347,6 +347,49 @@ TEST_F(AgreementTest, AnItemThatWasWrittenOnTheDeviceIsLookedAtAgainInTheNextPas
     EXPECT_EQ(device.reads, 0);
 }
 
+TEST_F(AgreementTest, BothSidesAreDurableBeforeTheStateSaysSo) {
+    device.Add(Person("Ada"));
+    folder.Add(Person("Grace"));
+    int flushes = 0;
+    device.atFlush = folder.atFlush = [&] {
+        ++flushes;
+        State state(m_folderPath / "state.db", "device", "folder", false);
+        EXPECT_EQ(state.CountPairs(ItemType::Contact), flushes <= 2 ? 0u : 1u);
+    };
+    Sync();
+    EXPECT_EQ(flushes, 4) << "one batch each way, both sides";
+}
+
+TEST_F(AgreementTest, ADeviceThatSaysTwoThingsIsNotBelieved) {
+    int reading = 0;
+    device.Add(Person("Ada", {{"Phone", "1"}}));
+    device.atRead = [&](ReadResult& read) {
+        if (++reading % 2) read.item.fields.erase("Phone");
+    };
+    const Report unsure = Sync();
+    EXPECT_EQ(unsure.counts.failed, 1u);
+    EXPECT_THAT(unsure.entries.at(0).problem.text, HasSubstr("two readings"));
+    EXPECT_EQ(folder.Size(), 0u);
+    device.atRead = nullptr;
+    Sync();
+    EXPECT_EQ(folder.At(folder.Ids()[0]).at("Phone"), "1");
+    ExpectAgreement();
+}
+
+TEST_F(AgreementTest, WhatTheFolderRefusesOfADerivedFieldIsOfferedAgain) {
+    device.Add(Person("Ada", {{"Phone", "1"}}));
+    Sync();
+    folder.Edit(folder.Ids()[0], "City", "London");
+    device.normalise = [](Item& item) { item.fields["Country"] = "GB"; };
+    folder.refuse = [](const Item&) { return true; };
+    EXPECT_FALSE(Sync().Complete());
+    EXPECT_EQ(folder.At(folder.Ids()[0]).count("Country"), 0u);
+    folder.refuse = nullptr;
+    EXPECT_TRUE(Sync().Complete());
+    EXPECT_EQ(folder.At(folder.Ids()[0]).at("Country"), "GB");
+    ExpectAgreement();
+}
+
 TEST_F(AgreementTest, AFolderItemThatChangesAfterItWasListedIsMerged) {
     const auto d = device.Add(Person("Ada", {{"Phone", "1"}}));
     Sync();
