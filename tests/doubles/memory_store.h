@@ -64,10 +64,17 @@ class MemoryStore : public sync::Store {
         Called();
         ++writes;
         if (refuse && refuse(item)) return {{sync::ProblemCode::Refused, "is not wanted here", {}}, {}, {}, {}, {}};
-        const std::string id = Put({}, item, hint);
+        sync::Item taken = item;
+        if (takesInPart) takesInPart(taken);
+        const std::string id = Put({}, taken, hint);
         m_flags.erase(id);  // its own write is no change
         Called();
-        return Written(id);
+        sync::WriteResult result = Written(id);
+        for (const auto& [name, value] : item.fields) {
+            if (taken.fields.count(name) && taken.fields.at(name) == value) continue;
+            result.problem = {sync::ProblemCode::Failed, "did not take over " + name, id};
+        }
+        return result;
     }
 
     sync::WriteResult Update(const std::string& id, const sync::Item& wanted, const std::string& expected) override {
@@ -140,6 +147,7 @@ class MemoryStore : public sync::Store {
     std::set<std::string> unreadable;
     std::function<bool(const sync::Item&)> refuse;
     std::function<void(sync::Item&)> normalise;
+    std::function<void(sync::Item&)> takesInPart;   // what of a new item is written, and the rest is a problem
     std::function<void(sync::ReadResult&)> atRead;  // makes of each reading what it likes
     std::function<void()> atFlush;
     std::function<void()> atUpdate;  // what somebody does once, when the next update has begun

@@ -505,6 +505,64 @@ TEST_F(AgreementTest, ASideThatDoesNotAnswerDeletesNothingAndIsComparedNextTime)
     EXPECT_EQ(folder.At(folder.Ids()[0]).at("Phone"), "1");
 }
 
+TEST_F(AgreementTest, AFolderThatDoesNotAnswerDeletesNothingEither) {
+    const auto d = device.Add(Person("Ada"));
+    Sync();
+    device.Edit(d, "Phone", "2");
+    folder.trusted = false;
+    options.force = true;
+    const auto id = folder.Ids()[0];
+    folder.unlisted = {id};
+    const Report report = Sync();
+    EXPECT_THAT(report.findings.at(0).text, HasSubstr("were left alone"));
+    EXPECT_TRUE(device.Has(d));
+    EXPECT_EQ(folder.At(id).count("Phone"), 0u);
+    folder.trusted = true;
+    folder.unlisted.clear();
+    EXPECT_EQ(Sync().counts.received, 1u) << "what the device told meanwhile was kept";
+    ExpectAgreement();
+}
+
+TEST_F(AgreementTest, AnEditOfTheFileWhileItIsWrittenIsNotOverwritten) {
+    const auto d = device.Add(Person("Ada", {{"Phone", "1"}}));
+    Sync();
+    const auto id = folder.Ids()[0];
+    device.Edit(d, "City", "London");
+    folder.atUpdate = [&] { folder.Edit(id, "Phone", "2"); };
+    EXPECT_EQ(Sync().counts.unresolved, 1u);
+    EXPECT_EQ(folder.At(id).at("Phone"), "2");
+    EXPECT_EQ(Sync().counts.merged, 1u);
+    EXPECT_EQ(device.At(d), (Fields{{"FirstName", "Ada"}, {"Phone", "2"}, {"City", "London"}}));
+    ExpectAgreement();
+}
+
+TEST_F(AgreementTest, WhatTheDeviceHoldsOfANewItemOnlyInPartIsCompletedAndNotMadeTwice) {
+    folder.Add(Person("Ada", {{"Phone", "1"}}));
+    device.takesInPart = [](Item& item) { item.fields.erase("Phone"); };
+    const Report first = Sync();
+    EXPECT_EQ(first.counts.failed, 1u);
+    EXPECT_THAT(first.entries.at(0).problem.text, HasSubstr("Phone"));
+    EXPECT_EQ(device.Size(), 1u);
+    device.takesInPart = nullptr;
+    EXPECT_TRUE(Sync().Complete());
+    EXPECT_EQ(device.Size(), 1u);
+    EXPECT_EQ(device.At(device.Ids()[0]).at("Phone"), "1");
+    ExpectAgreement();
+}
+
+TEST_F(AgreementTest, ANewItemThatWasCutOffWhileTheDeviceWroteItIsNotedAndCompleted) {
+    options.types = {ItemType::Appointment};
+    folder.Add({ItemType::Appointment, {{"Subject", "Talk"}, {"Start", "1"}, {"ReminderSet", "1"}}});
+    device.takesInPart = [](Item& item) { item.fields["ReminderSet"] = "0"; };
+    device.atFlush = [] { throw Crash{}; };  // before the state knows of it
+    EXPECT_THROW(Sync(), Crash);
+    device.takesInPart = nullptr;
+    device.atFlush = nullptr;
+    Sync();
+    EXPECT_THAT(device.Contents(), ElementsAre(Fields{{"Subject", "Talk"}, {"Start", "1"}, {"ReminderSet", "1"}}));
+    ExpectAgreement();
+}
+
 TEST_F(AgreementTest, ATwiceDeletedItemIsForgotten) {
     const auto d = device.Add(Person("Ada"));
     device.Add(Person("Bob"));
