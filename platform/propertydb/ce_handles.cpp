@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <typeinfo>
 
 #include "platform/propertydb/records.h"
 
@@ -29,6 +30,7 @@ void Session::Begin(DWORD isolation) {
 }
 
 void Session::BeforeWrite() {
+    if (m_state != State::Asked) return;  // as with nearly every write: there is nothing to lock for
     std::lock_guard lock(m_connection->Mutex());
     if (m_state != State::Asked) return;
     m_connection->Begin();
@@ -99,9 +101,11 @@ std::shared_ptr<Session> DatabaseHandle::NeedSession() {
 }
 
 std::shared_ptr<DatabaseHandle> NeedDatabaseHandle(HANDLE handle) {
-    auto database = kernel::FindAs<DatabaseHandle>(handle);
-    Require(database != nullptr, ERROR_INVALID_HANDLE);
-    return database;
+    // Every call on records comes here, and nothing is derived from the class: its name is enough.
+    auto object = kernel::Find(handle);
+    const kernel::Object* found = object.get();
+    Require(found && typeid(*found) == typeid(DatabaseHandle), ERROR_INVALID_HANDLE);
+    return std::static_pointer_cast<DatabaseHandle>(std::move(object));
 }
 
 std::shared_ptr<SessionHandle> NeedSessionHandle(HANDLE handle) {

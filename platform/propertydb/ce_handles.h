@@ -59,7 +59,8 @@ class Session {
  private:
     std::shared_ptr<Volume> m_volume;
     std::shared_ptr<Connection> m_connection;
-    enum class State { None, Asked, Open } m_state = State::None;
+    enum class State { None, Asked, Open };
+    std::atomic<State> m_state{State::None};  // changes with the connection's mutex held
 };
 
 class SessionHandle : public kernel::Object {
@@ -69,7 +70,7 @@ class SessionHandle : public kernel::Object {
     const std::shared_ptr<Session> session;
 };
 
-class DatabaseHandle : public kernel::Object {
+class DatabaseHandle final : public kernel::Object {
  public:
     DatabaseHandle(std::shared_ptr<Volume> volume, std::shared_ptr<Session> session, CEOID database, int order,
                    DWORD flags, const CENOTIFYREQUEST* notify);

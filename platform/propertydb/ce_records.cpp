@@ -68,7 +68,7 @@ bool SeekValue(DatabaseHandle& handle, DWORD type, DWORD_PTR value, WORD count) 
 bool SeekNumber(DatabaseHandle& handle, DWORD type, std::int32_t number) {
     Cursor& position = handle.Position();
     if (position.SortOrder() >= 0) {
-        const auto database = handle.OwnConnection().NeedDatabase(handle.DatabaseOid());
+        const auto& database = handle.OwnConnection().NeedDatabase(handle.DatabaseOid());
         Require(!(ActiveOrder(handle, *database).wKeyFlags & CEDB_SORT_NO_POSITIONAL));
     }
     if (type == CEDB_SEEK_CURRENT) return position.FromCurrent(number);
@@ -81,7 +81,7 @@ bool SeekNumber(DatabaseHandle& handle, DWORD type, std::int32_t number) {
 
 void PutValue(const PropertyView& view, CEPROPVAL& element, BYTE*& room) {
     if (!view.bytes) {
-        std::memcpy(&element.val, view.number, view.size);
+        std::memcpy(&element.val, view.number, sizeof view.number);  // zeros follow a shorter one
         return;
     }
     if (view.Type() == CEVT_BLOB) {
@@ -135,11 +135,11 @@ CEOID ReadProps(HANDLE database, DWORD flags, WORD* count, CEPROPID* ids, LPBYTE
     Require(position.Where() == Cursor::Place::OnRecord, ERROR_NO_MORE_ITEMS);
     const std::string* record = position.Read();
     Require(record != nullptr, ERROR_KEY_DELETED);
-    thread_local PropertyViews views;
+    PropertyViews& views = handle->OwnConnection().Scratch().old;
     Decode(*record, views);
 
     const std::size_t elements = ids ? *count : views.size();
-    const auto wanted = [ids](std::size_t i) { return ids ? FindView(views, ids[i]) : &views[i]; };
+    const auto wanted = [ids, &views](std::size_t i) { return ids ? FindView(views, ids[i]) : &views[i]; };
     std::size_t needed = elements * sizeof(CEPROPVAL);
     for (std::size_t i = 0; i < elements; ++i) {
         if (const PropertyView* view = wanted(i)) needed += BytesBehind(*view);
@@ -206,12 +206,12 @@ CEOID CeWriteRecordProps(HANDLE database, CEOID oid, WORD count, CEPROPVAL* valu
     return Carry("CeWriteRecordProps", CEOID{0}, [&] {
         const auto handle = NeedDatabaseHandle(database);
         Require(count && values);
-        thread_local PropertyViews views;
-        ViewsOf({values, count}, views);
         Connection& connection = handle->OwnConnection();
-        std::lock_guard lock(connection.Mutex());
+        std::unique_lock lock(connection.Mutex());
+        PropertyViews& views = connection.Scratch().given;
+        ViewsOf({values, count}, views);
         handle->BeforeWrite();
-        WriteScope scope(connection);
+        WriteScope scope(connection, std::move(lock));
         WantedKey wanted{handle->Position().SortOrder(), {}};
         CEOID written = oid;
         if (oid == 0) {
@@ -222,7 +222,7 @@ CEOID CeWriteRecordProps(HANDLE database, CEOID oid, WORD count, CEPROPVAL* valu
                     ERROR_NOT_FOUND);
         }
         scope.Commit();
-        handle->Position().PutOn(written, wanted.key);
+        handle->Position().PutOn(written, std::move(wanted.key));
         return written;
     });
 }

@@ -17,6 +17,31 @@ namespace {
 
 constexpr std::uint64_t kInTransaction = 1ull << 63;
 
+// Its parameters: 1 the identifier, 2 the bytes, from 3 on the keys.
+std::string InsertInto(const Database& database, bool withIdentifier) {
+    std::string columns = withIdentifier ? "oid, props" : "props";
+    std::string parameters = withIdentifier ? "?1, ?2" : "?2";
+    int parameter = 3;
+    for (const Order& order : database.orders) {
+        columns += ", " + KeyColumn(order.slot);
+        parameters += ", ?" + std::to_string(parameter++);
+    }
+    return "INSERT INTO " + RecordTable(database.oid) + " (" + columns + ") VALUES (" + parameters + ")";
+}
+
+// What the volume numbers itself is always there.
+std::vector<CEPROPID> NeededProperties(const Database& database) {
+    std::vector<CEPROPID> needed;
+    for (const Column& column : database.columns) {
+        if ((column.flags & DB_PROP_NOTNULL) && !IsAutomatic(column.id)) needed.push_back(column.id);
+    }
+    for (const Order& order : database.orders) {
+        if (!(order.sort.wKeyFlags & CEDB_SORT_NONNULL)) continue;
+        needed.insert(needed.end(), order.sort.rgPropID, order.sort.rgPropID + order.sort.wNumProps);
+    }
+    return needed;
+}
+
 void DeviceTime(sqlite3_context* context, int, sqlite3_value**) {
     sqlite3_result_int64(context, static_cast<std::int64_t>(control::Now()));
 }
@@ -83,7 +108,7 @@ void Connection::Open() {
                                nullptr, nullptr);
     sqlite3_create_function_v2(m_database, "device_time", 0, SQLITE_UTF8 | SQLITE_INNOCUOUS, nullptr, DeviceTime,
                                nullptr, nullptr, nullptr);
-    AddRecordFunctions(m_database);
+    AddRecordFunctions(m_database, m_scratch);
     sqlite3_rollback_hook(
         m_database, [](void* self) { DropGathered(static_cast<Connection*>(self)->Log()); }, this);
     CheckFormat();
@@ -179,7 +204,8 @@ void Connection::ReadVolumeState() {
     if (!state.Step()) throw VolumeError(ERROR_INTERNAL_DB_CORRUPTION, "the volume has lost its own state");
     m_lastOid = static_cast<CEOID>(state.Number(1));
     m_lastChange = state.Number(2);
-    if (state.Number(0) == m_definitionNumber) m_definitionStamp = CurrentStamp();
+    m_definitionsHold = state.Number(0) == m_definitionNumber;
+    if (m_definitionsHold) m_definitionStamp = CurrentStamp();
 }
 
 void Connection::Commit() {
@@ -203,8 +229,11 @@ void Connection::Commit() {
 }
 
 void Connection::Rollback() noexcept {
-    ++m_ownWrites;
+    NoteOwnWrite();
     if (m_definitionsDirty) m_definitionNumber = -1;
+    m_definitionsHold = false;
+    m_counted = {};
+    m_added = {};
     if (m_depth > 1) {
         if (!sqlite3_get_autocommit(m_database)) {
             sqlite3_exec(m_database, "ROLLBACK TO inner; RELEASE inner;", nullptr, nullptr, nullptr);
@@ -245,6 +274,9 @@ void Connection::WriteCounters() {
 void Connection::ForgetTransaction() {
     m_depth = 0;
     m_definitionsDirty = false;
+    m_definitionsHold = false;
+    m_counted = {};
+    m_added = {};
     m_numbersGiven = false;
     m_counters.clear();
     m_saved.clear();
@@ -253,10 +285,28 @@ void Connection::ForgetTransaction() {
 
 // --- Counters -----------------------------------------------------------------------------------------------
 
+// Under the mutex, so nobody else writes it; a stamp may be taken without.
+void Connection::NoteOwnWrite() {
+    m_ownWrites.store(m_ownWrites.load(std::memory_order_relaxed) + 1, std::memory_order_release);
+}
+
 CEOID Connection::NewOid() {
     if (m_lastOid >= 0xFFFFFFFE) throw VolumeError(ERROR_DISK_FULL, "the volume has no identifiers left");
     m_numbersGiven = true;
     return ++m_lastOid;
+}
+
+bool Connection::Appends(const std::shared_ptr<const Database>& database) {
+    if (m_added.database != database->oid || m_added.record != m_lastOid) return false;
+    if (m_added.isHighest) return true;
+    DatabaseStatements& statements = Statements(database);
+    if (!statements.append.Prepared()) {
+        statements.highest.Prepare(m_database, "SELECT max(oid) FROM " + RecordTable(database->oid));
+        statements.append.Prepare(m_database, InsertInto(*database, false));
+    }
+    Query highest(statements.highest);
+    m_added.isHighest = highest.Step() && highest.Number(0) == m_lastOid;
+    return m_added.isHighest;
 }
 
 void Connection::SkipOids(CEOID upTo) {
@@ -279,11 +329,12 @@ std::int64_t Connection::LastChange() {
 }
 
 void Connection::Count(CEOID database, int records, std::int64_t bytes) {
-    Counters& counters = m_counters[database];
+    if (m_counted.first != database || !m_counted.second) m_counted = {database, &m_counters[database]};
+    Counters& counters = *m_counted.second;
     counters.records += records;
     counters.bytes += bytes;
     counters.changes += 1;
-    m_ownWrites.fetch_add(1, std::memory_order_release);
+    NoteOwnWrite();
 }
 
 void Connection::Tell(UINT kind, CEOID oid, CEOID parent) {
@@ -332,6 +383,7 @@ void Connection::Sync() {
 
 const Databases& Connection::AllDatabases() {
     // Where this connection changes or takes back definitions itself, it forgets the number.
+    if (m_definitionsHold && !sqlite3_get_autocommit(m_database)) return m_databases;
     const Stamp stamp = CurrentStamp();
     if (m_definitionNumber >= 0 && stamp.committed == m_definitionStamp.committed) return m_databases;
     std::int64_t number = 0;
@@ -347,22 +399,24 @@ const Databases& Connection::AllDatabases() {
     return m_databases;
 }
 
-std::shared_ptr<const Database> Connection::FindDatabase(CEOID oid) {
+const std::shared_ptr<const Database>& Connection::FindDatabase(CEOID oid) {
+    static const std::shared_ptr<const Database> none;
     const Databases& all = AllDatabases();
     const auto found = all.find(oid);
-    return found == all.end() ? nullptr : found->second;
+    return found == all.end() ? none : found->second;
 }
 
-std::shared_ptr<const Database> Connection::NeedDatabase(CEOID oid) {
-    auto database = FindDatabase(oid);
+const std::shared_ptr<const Database>& Connection::NeedDatabase(CEOID oid) {
+    const auto& database = FindDatabase(oid);
     if (!database) throw VolumeError(ERROR_NOT_FOUND, "there is no database " + std::to_string(oid));
     return database;
 }
 
 void Connection::DefinitionsChanged() {
     Query(Fixed("UPDATE state SET changes = changes + 1 WHERE database = 0")).Run();
-    m_ownWrites.fetch_add(1, std::memory_order_release);
+    NoteOwnWrite();
     m_definitionsDirty = true;
+    m_definitionsHold = false;
     m_definitionNumber = -1;
 }
 
@@ -403,31 +457,32 @@ void Connection::LoadDefinitions() {
         }
     }
     m_databases.clear();
-    for (auto& [oid, database] : loaded) m_databases[oid] = std::move(database);
+    for (auto& [oid, database] : loaded) {
+        database->needed = NeededProperties(*database);
+        m_databases[oid] = std::move(database);
+    }
 }
 
 DatabaseStatements& Connection::Statements(const std::shared_ptr<const Database>& database) {
-    DatabaseStatements& statements = m_statements[database->oid];
-    if (statements.definition == database) return statements;
+    if (m_lastStatements && m_lastStatements->definition == database) return *m_lastStatements;
+    m_lastStatements = nullptr;
+    if (DatabaseStatements& known = m_statements[database->oid]; known.definition == database) {
+        m_lastStatements = &known;
+        return known;
+    }
     m_statements.erase(database->oid);
     DatabaseStatements& fresh = m_statements[database->oid];
-    fresh.definition = database;
 
     const std::string table = RecordTable(database->oid);
-    std::string columns = "oid, props";
-    std::string parameters = "?1, ?2";
     std::string assignments = "props = ?2";
     std::string keys = "oid";
     int parameter = 3;
     for (const Order& order : database->orders) {
         const std::string column = KeyColumn(order.slot);
-        const std::string value = "?" + std::to_string(parameter++);
-        columns += ", " + column;
-        parameters += ", " + value;
-        assignments += ", " + column + " = " + value;
+        assignments += ", " + column + " = ?" + std::to_string(parameter++);
         keys += ", " + column;
     }
-    fresh.insert.Prepare(m_database, "INSERT INTO " + table + " (" + columns + ") VALUES (" + parameters + ")");
+    fresh.insert.Prepare(m_database, InsertInto(*database, true));
     fresh.update.Prepare(m_database, "UPDATE " + table + " SET props = ?2 WHERE oid = ?1");
     fresh.merge.Prepare(m_database, "UPDATE " + table + " SET props = merged(props) WHERE oid = ?1");
     fresh.updateKeys.Prepare(m_database, "UPDATE " + table + " SET " + assignments + " WHERE oid = ?1");
@@ -443,13 +498,18 @@ DatabaseStatements& Connection::Statements(const std::shared_ptr<const Database>
         seek.rank.Prepare(m_database, "SELECT count(*) FROM " + table + " WHERE " + key + " < ?1");
         seek.oids.Prepare(m_database, "SELECT oid FROM " + table + " ORDER BY " + key);
     }
+    fresh.definition = database;
+    m_lastStatements = &fresh;
     return fresh;
 }
 
 // --- Scopes -------------------------------------------------------------------------------------------------
 
 WriteScope::WriteScope(Connection& connection, Extent extent)
-    : m_lock(connection.Mutex()),
+    : WriteScope(connection, std::unique_lock(connection.Mutex()), extent) {}
+
+WriteScope::WriteScope(Connection& connection, std::unique_lock<std::recursive_mutex> lock, Extent extent)
+    : m_lock(std::move(lock)),
       m_connection(connection),
       m_open(!connection.InTransaction() || extent == Extent::Several) {
     if (m_open) {

@@ -28,6 +28,8 @@
 
 namespace kez::propertydb {
 
+struct Merging;  // records.cpp
+
 // What belongs to the volume file and not to one connection of it; one for each file that this process has open.
 struct VolumeShare {
     std::filesystem::path file;
@@ -43,6 +45,8 @@ struct VolumeShare {
 struct DatabaseStatements {
     std::shared_ptr<const Database> definition;  // they hold for this one
     Statement insert;
+    Statement append;      // the same without the identifier; prepared when it is first of use
+    Statement highest;     // identifier; so is this
     Statement update;      // properties alone
     Statement merge;       // the same, from the old ones: see UpdateRecord
     Statement updateKeys;  // properties and all keys
@@ -56,6 +60,17 @@ struct DatabaseStatements {
         Statement oids;
     };
     std::map<int, Seek> orders;  // by index of the order, -1 for the order of creation
+};
+
+// What writing or reading a record works in. Kept from call to call, it allocates nothing once it has grown.
+struct RecordScratch {
+    PropertyViews given;
+    PropertyViews old;
+    PropertyViews merged;
+    std::string oldBytes;
+    std::string bytes;
+    std::vector<std::string> keys;
+    Merging* merging = nullptr;  // the update that a statement is carrying out
 };
 
 class Connection {
@@ -83,14 +98,22 @@ class Connection {
     void CheckTransaction() const;
 
     // --- Definitions; the caller holds the mutex ---
-    const Databases& AllDatabases();                          // as of now
-    std::shared_ptr<const Database> FindDatabase(CEOID oid);  // null where there is none
-    std::shared_ptr<const Database> NeedDatabase(CEOID oid);  // throws 1168
-    void DefinitionsChanged();                                // inside a write
+    const Databases& AllDatabases();  // as of now
+    // Null where there is none. Good until the definitions are asked for again.
+    const std::shared_ptr<const Database>& FindDatabase(CEOID oid);
+    const std::shared_ptr<const Database>& NeedDatabase(CEOID oid);  // the same; throws 1168
+    void DefinitionsChanged();                                       // inside a write
     DatabaseStatements& Statements(const std::shared_ptr<const Database>& database);
 
     // --- Counters, inside a write ---
     CEOID NewOid();
+    // The record with the identifier that was given last is in the database now, `appended` or not; and one was taken
+    // out of a database.
+    void NoteAdded(CEOID database, bool appended) { m_added = {database, m_lastOid, appended}; }
+    void NoteRemoved() { m_added = {}; }
+    // Whether the next identifier is the one behind the highest in the table, as it is while a batch of records is
+    // added. SQLite gives that by itself, without looking for its place.
+    bool Appends(const std::shared_ptr<const Database>& database);
     std::int64_t LastChange();  // the highest number that a journal entry ever had, trimmed or not
     void SkipOids(CEOID upTo);  // none of them is given any more
     void Count(CEOID database, int records, std::int64_t bytes);  // notes a change of the database
@@ -106,6 +129,7 @@ class Connection {
     OidLists& Lists() { return m_lists; }
     ReadAhead& Ahead() { return m_ahead; }
     SeekTables& Tables() { return m_tables; }
+    RecordScratch& Scratch() { return m_scratch; }
     // Makes what this process committed to the volume durable.
     void Sync();
 
@@ -122,6 +146,13 @@ class Connection {
         std::size_t told;
     };
 
+    // The record that this transaction added last.
+    struct Added {
+        CEOID database = 0;
+        CEOID record = 0;
+        bool isHighest = false;  // of its table; a volume that was put together by hand may hold higher ones
+    };
+
     static void NextChange(sqlite3_context* context, int, sqlite3_value**);
     static int Wait(void* connection, int count);
     void Open();
@@ -129,6 +160,7 @@ class Connection {
     void CheckFormat();
     void ReadVolumeState();
     void WriteCounters();
+    void NoteOwnWrite();
     void ForgetTransaction();
     void LoadDefinitions();
 
@@ -145,22 +177,27 @@ class Connection {
     int m_depth = 0;
     bool m_definitionsDirty = false;
     std::map<CEOID, Counters> m_counters;
-    CEOID m_lastOid = 0;            // good while a transaction runs
-    std::int64_t m_lastChange = 0;  // so is this: the number of the last journal entry
+    std::pair<CEOID, Counters*> m_counted{};  // of m_counters, those changed last; null where none
+    CEOID m_lastOid = 0;                      // good while a transaction runs
+    std::int64_t m_lastChange = 0;            // so is this: the number of the last journal entry
     bool m_numbersGiven = false;
+    Added m_added;
     std::vector<Saved> m_saved;  // one for each savepoint
     std::vector<Change> m_told;
 
     Databases m_databases;
     std::int64_t m_definitionNumber = -1;
     Stamp m_definitionStamp;
+    bool m_definitionsHold = false;  // until this transaction ends or changes them: no other can
     std::map<CEOID, std::pair<Stamp, DatabaseState>> m_states;  // as last read outside a transaction
     std::unordered_map<CEOID, DatabaseStatements> m_statements;
+    DatabaseStatements* m_lastStatements = nullptr;  // of m_statements, those asked for last
     std::unordered_map<const char*, Statement> m_fixed;
     std::unordered_map<std::string, Statement> m_named;
     OidLists m_lists;
     ReadAhead m_ahead;
     SeekTables m_tables;
+    RecordScratch m_scratch;
 };
 
 // The lock for one reading call.
@@ -178,6 +215,9 @@ class WriteScope {
  public:
     enum class Extent { OneStatement, Several };  // several statements in an open transaction need a savepoint
     explicit WriteScope(Connection& connection, Extent extent = Extent::OneStatement);
+    // The same for a caller that has the lock already.
+    WriteScope(Connection& connection, std::unique_lock<std::recursive_mutex> lock,
+               Extent extent = Extent::OneStatement);
     ~WriteScope();
     void Commit();
 

@@ -47,8 +47,8 @@ void Cursor::UseConnection(std::shared_ptr<Connection> connection) {
     m_counted.reset();
 }
 
-std::shared_ptr<const Database> Cursor::Definition() {
-    auto database = m_connection->NeedDatabase(m_database);
+const std::shared_ptr<const Database>& Cursor::Definition() {
+    const auto& database = m_connection->NeedDatabase(m_database);
     if (m_order >= static_cast<int>(database->orders.size())) {
         throw VolumeError(ERROR_KEY_DELETED, "the sort order is gone");
     }
@@ -68,8 +68,12 @@ void Cursor::BindKey(Query& query, const std::string& key) const {
     }
 }
 
-std::string Cursor::KeyOf(Query& query, CEOID oid) const {
-    return m_order < 0 ? KeyOfNumber(oid) : std::string(query.Blob(1));
+void Cursor::TakeKey(const Query& query, CEOID oid, std::string& key) const {
+    if (m_order < 0) {
+        key = KeyOfNumber(oid);
+    } else {
+        key = query.Blob(1);
+    }
 }
 
 bool Cursor::StandAtEnd() {
@@ -100,7 +104,7 @@ bool Cursor::Forward(const std::string& from, std::size_t skip, std::size_t rows
         if (m_rows.size() == m_count) m_rows.emplace_back();
         Row& row = m_rows[m_count++];
         row.oid = static_cast<CEOID>(query.Number(0));
-        row.key = KeyOf(query, row.oid);
+        TakeKey(query, row.oid, row.key);
         row.props = query.Blob(2);
         if (row.props.size() > kLongRecord) break;
     }
@@ -119,7 +123,7 @@ bool Cursor::Backward(const std::string& before, std::size_t skip) {
     if (m_rows.empty()) m_rows.emplace_back();
     m_count = 1;
     m_rows[0].oid = static_cast<CEOID>(query.Number(0));
-    m_rows[0].key = KeyOf(query, m_rows[0].oid);
+    TakeKey(query, m_rows[0].oid, m_rows[0].key);
     m_rows[0].props = query.Blob(2);
     return StandOnRow(0);
 }
@@ -275,17 +279,17 @@ bool Cursor::ToFirstBeginning(const std::string& key, const std::u16string& fold
     return false;
 }
 
-void Cursor::PutOn(CEOID oid, const std::string& key) {
+void Cursor::PutOn(CEOID oid, std::string key) {
     m_place = Place::OnRecord;
     m_oid = oid;
-    m_key = m_order < 0 ? KeyOfNumber(oid) : key;
+    m_key = m_order < 0 ? KeyOfNumber(oid) : std::move(key);
     m_count = 0;
     m_index.reset();
 }
 
 std::uint32_t Cursor::Index() {
     if (m_index && m_connection->CurrentStamp() == m_stamp) return *m_index;
-    const auto database = Definition();
+    const auto& database = Definition();
     // Someone who asks twice without a change in between is likely to ask again: then the list pays.
     const Stamp now = m_connection->CurrentStamp();
     const bool again = m_counted == now;

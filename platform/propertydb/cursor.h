@@ -46,7 +46,7 @@ class Cursor {
     bool ToFirstBeginning(const std::string& key, const std::u16string& folded, bool turned);
 
     // The record was written through this handle: stands on it. `key` as WantedKey gives it.
-    void PutOn(CEOID oid, const std::string& key);
+    void PutOn(CEOID oid, std::string key);
     // The number of records before the one it stands on.
     std::uint32_t Index();
     // The bytes of the record it stands on; null where that was deleted. Valid until the next operation.
@@ -61,10 +61,10 @@ class Cursor {
         std::string props;
     };
 
-    std::shared_ptr<const Database> Definition();
+    const std::shared_ptr<const Database>& Definition();
     DatabaseStatements::Seek& Statements();
     std::string FirstKey() const;
-    std::string KeyOf(Query& query, CEOID oid) const;
+    void TakeKey(const Query& query, CEOID oid, std::string& key) const;  // of a row with identifier, key and bytes
     void BindKey(Query& query, const std::string& key) const;
     bool Refresh();  // true: the record it stands on is still there
     bool StandOnRow(std::size_t at);

@@ -38,12 +38,18 @@ struct Database {
     std::vector<Order> orders;
     std::vector<Column> columns;
     bool journal = false;
+    std::vector<CEPROPID> needed;  // what no record may be without, by its column or by a sort order
 
     const Column* FindColumn(CEPROPID id) const;
     // The order that equals `sort` in properties and flags; -1 where there is none.
     int FindOrder(const SORTORDERSPECEX& sort) const;
     bool InSortOrder(CEPROPID id) const;
 };
+
+// Whether the volume itself gives the values of a property.
+inline bool IsAutomatic(CEPROPID id) {
+    return TypeFromPropID(id) == CEVT_AUTO_I4 || TypeFromPropID(id) == CEVT_AUTO_I8;
+}
 
 using Databases = std::map<CEOID, std::shared_ptr<const Database>>;
 

@@ -19,6 +19,16 @@ void CheckLength(const PropertyView& view) {
     if (view.size > CEDB_MAXPROPDATASIZE) throw VolumeError(ERROR_BAD_LENGTH, "a property is longer than 65471 bytes");
 }
 
+void CopyNumber(void* to, const void* from, std::uint32_t size) {
+    if (size == 4) {
+        std::memcpy(to, from, 4);
+    } else if (size == 8) {
+        std::memcpy(to, from, 8);
+    } else {
+        std::memcpy(to, from, 2);
+    }
+}
+
 void SortLastCounts(PropertyViews& views) {
     const auto byId = [](const PropertyView& a, const PropertyView& b) { return a.id < b.id; };
     if (!std::is_sorted(views.begin(), views.end(), byId)) std::stable_sort(views.begin(), views.end(), byId);
@@ -29,6 +39,58 @@ void SortLastCounts(PropertyViews& views) {
         ++kept;
     }
     views.resize(kept);
+}
+
+// Into a view as it is made.
+void View(const CEPROPVAL& value, PropertyView& view) {
+    view.id = value.propid;
+    const int size = FixedSize(view.Type());
+    if (size < 0) BadValue(view.id);
+    if (value.wFlags & CEDB_PROPDELETE) {
+        view.removed = true;
+        return;
+    }
+    static constexpr BYTE kNothing[1] = {};
+    if (view.Type() == CEVT_LPWSTR) {
+        if (!value.val.lpwstr) BadValue(view.id);
+        view.bytes = reinterpret_cast<const BYTE*>(value.val.lpwstr);
+        const auto* text = static_cast<const WCHAR*>(value.val.lpwstr);
+        view.size = static_cast<std::uint32_t>(std::char_traits<WCHAR>::length(text) * 2);
+    } else if (view.Type() == CEVT_BLOB) {
+        if (value.val.blob.dwCount && !value.val.blob.lpb) BadValue(view.id);
+        view.bytes = value.val.blob.lpb ? value.val.blob.lpb : kNothing;
+        view.size = value.val.blob.dwCount;
+    } else if (view.Type() == CEVT_BOOL) {
+        const BOOL truth = value.val.boolVal != 0;
+        view.size = sizeof truth;
+        std::memcpy(view.number, &truth, sizeof truth);
+    } else {
+        view.size = static_cast<std::uint32_t>(size);
+        CopyNumber(view.number, &value.val, view.size);
+    }
+    CheckLength(view);
+}
+
+std::size_t EncodedSize(const PropertyView& view) {
+    return sizeof view.id + (view.bytes ? sizeof view.size : 0) + view.size;
+}
+
+void CheckRecordLength(std::size_t size, std::size_t limit) {
+    if (size > limit)
+        throw VolumeError(ERROR_BAD_LENGTH, "a record is longer than " + std::to_string(limit) + " bytes");
+}
+
+// Writes an entry and returns the place behind it. Numbers are copied in steps whose length the compiler knows.
+char* Put(const PropertyView& view, char* at) {
+    std::memcpy(at, &view.id, sizeof view.id);
+    at += sizeof view.id;
+    if (view.bytes) {
+        std::memcpy(at, &view.size, sizeof view.size);
+        std::memcpy(at + sizeof view.size, view.bytes, view.size);
+        return at + sizeof view.size + view.size;
+    }
+    CopyNumber(at, view.number, view.size);
+    return at + view.size;
 }
 
 std::uint32_t Read32(const char* at) {
@@ -76,57 +138,9 @@ bool PropertyView::SameValue(const PropertyView& other) const {
     return removed == other.removed && size == other.size && std::memcmp(Data(), other.Data(), size) == 0;
 }
 
-int FixedSize(WORD type) {
-    switch (type) {
-        case CEVT_I2:
-        case CEVT_UI2:
-            return 2;
-        case CEVT_I4:
-        case CEVT_UI4:
-        case CEVT_BOOL:
-        case CEVT_RECID:
-        case CEVT_AUTO_I4:
-            return 4;
-        case CEVT_R8:
-        case CEVT_FILETIME:
-        case CEVT_AUTO_I8:
-            return 8;
-        case CEVT_LPWSTR:
-        case CEVT_BLOB:
-            return 0;
-        default:
-            return -1;
-    }
-}
-
 PropertyView ViewOf(const CEPROPVAL& value) {
     PropertyView view;
-    view.id = value.propid;
-    const int size = FixedSize(view.Type());
-    if (size < 0) BadValue(view.id);
-    if (value.wFlags & CEDB_PROPDELETE) {
-        view.removed = true;
-        return view;
-    }
-    static constexpr BYTE kNothing[1] = {};
-    if (view.Type() == CEVT_LPWSTR) {
-        if (!value.val.lpwstr) BadValue(view.id);
-        view.bytes = reinterpret_cast<const BYTE*>(value.val.lpwstr);
-        const auto* text = static_cast<const WCHAR*>(value.val.lpwstr);
-        view.size = static_cast<std::uint32_t>(std::char_traits<WCHAR>::length(text) * 2);
-    } else if (view.Type() == CEVT_BLOB) {
-        if (value.val.blob.dwCount && !value.val.blob.lpb) BadValue(view.id);
-        view.bytes = value.val.blob.lpb ? value.val.blob.lpb : kNothing;
-        view.size = value.val.blob.dwCount;
-    } else if (view.Type() == CEVT_BOOL) {
-        const BOOL truth = value.val.boolVal != 0;
-        view.size = sizeof truth;
-        std::memcpy(view.number, &truth, sizeof truth);
-    } else {
-        view.size = static_cast<std::uint32_t>(size);
-        std::memcpy(view.number, &value.val, view.size);
-    }
-    CheckLength(view);
+    View(value, view);
     return view;
 }
 
@@ -172,7 +186,7 @@ void ViewsOf(std::span<const CEPROPVAL> values, PropertyViews& views) {
     bool ascending = true;  // as careful callers give them: then there is nothing to sort
     for (const CEPROPVAL& value : values) {
         ascending = ascending && (views.empty() || views.back().id < value.propid);
-        views.push_back(ViewOf(value));
+        View(value, views.emplace_back());
     }
     if (!ascending) SortLastCounts(views);
 }
@@ -201,7 +215,7 @@ void Decode(std::string_view record, PropertyViews& views) {
         if (size > 0) {
             need(static_cast<std::size_t>(size));
             view.size = static_cast<std::uint32_t>(size);
-            std::memcpy(view.number, at, view.size);
+            CopyNumber(view.number, at, view.size);
         } else {
             need(4);
             view.size = Read32(at);
@@ -233,23 +247,35 @@ PropertySet DecodeSet(std::string_view record) {
 void Encode(const PropertyViews& views, std::string& record, std::size_t limit) {
     std::size_t size = 0;
     for (const PropertyView& view : views) {
-        if (!view.removed) size += sizeof view.id + (view.bytes ? sizeof view.size : 0) + view.size;
+        if (!view.removed) size += EncodedSize(view);
     }
+    CheckRecordLength(size, limit);
     record.resize(size);
     char* at = record.data();
-    const auto put = [&at](const void* from, std::size_t bytes) {
-        std::memcpy(at, from, bytes);
-        at += bytes;
-    };
     for (const PropertyView& view : views) {
-        if (view.removed) continue;
-        put(&view.id, sizeof view.id);
-        if (view.bytes) put(&view.size, sizeof view.size);
-        put(view.Data(), view.size);
+        if (!view.removed) at = Put(view, at);
     }
-    if (record.size() > limit) {
-        throw VolumeError(ERROR_BAD_LENGTH, "a record is longer than " + std::to_string(limit) + " bytes");
+}
+
+void EncodeMerged(std::string_view before, const PropertyViews& old, const PropertyViews& changes,
+                  std::string& record) {
+    std::size_t size = before.size();
+    for (const PropertyView& change : changes) size += EncodedSize(change);
+    record.resize(size);  // at most
+    char* at = record.data();
+    const char* kept = before.data();  // up to here the old bytes are done with
+    const char* next = kept;           // the entry of `view`
+    auto view = old.begin();
+    for (const PropertyView& change : changes) {
+        while (view != old.end() && view->id < change.id) next += EncodedSize(*view++);
+        at = std::copy(kept, next, at);
+        if (view != old.end() && view->id == change.id) next += EncodedSize(*view++);
+        kept = next;
+        if (!change.removed) at = Put(change, at);
     }
+    at = std::copy(kept, before.data() + before.size(), at);
+    record.resize(static_cast<std::size_t>(at - record.data()));
+    CheckRecordLength(record.size(), CEDB_MAXRECORDSIZE);
 }
 
 void Merge(const PropertyViews& old, const PropertyViews& changes, PropertyViews& merged) {
@@ -261,13 +287,6 @@ void Merge(const PropertyViews& old, const PropertyViews& changes, PropertyViews
         if (!change.removed) merged.push_back(change);
     }
     merged.insert(merged.end(), at, old.end());
-}
-
-const PropertyView* FindView(const PropertyViews& views, CEPROPID id) {
-    for (const PropertyView& view : views) {
-        if (view.id == id) return view.removed ? nullptr : &view;
-    }
-    return nullptr;
 }
 
 }  // namespace kez::propertydb

@@ -34,7 +34,28 @@ struct PropertyView {
 using PropertyViews = std::vector<PropertyView>;
 
 // Bytes of a value of that type; 0 for text and blob, which bring their length; -1 for a type no record can hold.
-int FixedSize(WORD type);
+inline int FixedSize(WORD type) {
+    switch (type) {
+        case CEVT_I2:
+        case CEVT_UI2:
+            return 2;
+        case CEVT_I4:
+        case CEVT_UI4:
+        case CEVT_BOOL:
+        case CEVT_RECID:
+        case CEVT_AUTO_I4:
+            return 4;
+        case CEVT_R8:
+        case CEVT_FILETIME:
+        case CEVT_AUTO_I8:
+            return 8;
+        case CEVT_LPWSTR:
+        case CEVT_BLOB:
+            return 0;
+        default:
+            return -1;
+    }
+}
 
 // Elements as a caller of CeWriteRecordProps gives them, sorted by identifier; of two with one identifier the last
 // counts. Throws VolumeError 87 for a type or pointer that cannot be, 24 for a value that is too long.
@@ -52,7 +73,15 @@ PropertySet DecodeSet(std::string_view record);
 void Encode(const PropertyViews& views, std::string& record, std::size_t limit = CEDB_MAXRECORDSIZE);
 // `changes` over `old`, both sorted.
 void Merge(const PropertyViews& old, const PropertyViews& changes, PropertyViews& merged);
+// The same as bytes: `old` are the entries of `before`, which holds them in order and nothing else. What does not
+// change is copied as it stands. Throws as Encode.
+void EncodeMerged(std::string_view before, const PropertyViews& old, const PropertyViews& changes, std::string& record);
 // The view of `id` in a sorted list; null where it is missing or removed.
-const PropertyView* FindView(const PropertyViews& views, CEPROPID id);
+inline const PropertyView* FindView(const PropertyViews& views, CEPROPID id) {
+    for (const PropertyView& view : views) {
+        if (view.id == id) return view.removed ? nullptr : &view;
+    }
+    return nullptr;
+}
 
 }  // namespace kez::propertydb

@@ -10,22 +10,18 @@
 
 namespace kez::propertydb {
 
-namespace {
-
-// Reused from call to call in a thread: writing a record allocates nothing once they have grown.
-struct Scratch {
-    PropertyViews old;
-    PropertyViews merged;
-    std::string oldBytes;
-    std::string bytes;
-    std::vector<std::string> keys;
+// An update under way: the function `merged` in its statement makes the new bytes of the record from the old ones, so
+// that the record is found once and not read before.
+struct Merging {
+    const Database& database;
+    CEOID record;
+    const PropertyViews& changes;
+    WantedKey* wanted;
+    std::size_t sizeBefore = 0;
+    std::exception_ptr failure;
 };
-Scratch& TheScratch() {
-    thread_local Scratch scratch;
-    return scratch;
-}
 
-bool IsAutomatic(CEPROPID id) { return TypeFromPropID(id) == CEVT_AUTO_I4 || TypeFromPropID(id) == CEVT_AUTO_I8; }
+namespace {
 
 [[noreturn]] void NotAColumn(const Database& database, CEPROPID id) {
     throw VolumeError(ERROR_INVALID_PARAMETER, "property " + std::to_string(id >> 16) + " of type " +
@@ -41,6 +37,8 @@ std::shared_ptr<const Database> Admit(Connection& connection, CEOID oid, const P
         if (IsAutomatic(view.id)) NotAColumn(*database, view.id);  // the volume gives these
     }
     if (database->schema == Schema::Open) return database;
+    const bool known = std::ranges::all_of(properties, [&](const auto& view) { return database->FindColumn(view.id); });
+    if (database->schema == Schema::Fixed && known) return database;
     const bool adopts = newColumns || database->schema == Schema::FirstWrite;
     std::vector<Column> columns = database->columns;
     for (const PropertyView& view : properties) {
@@ -53,18 +51,21 @@ std::shared_ptr<const Database> Admit(Connection& connection, CEOID oid, const P
     return connection.NeedDatabase(oid);
 }
 
+[[noreturn]] void Missing(CEPROPID id) {
+    throw VolumeError(ERROR_ACCESS_DENIED, "property " + std::to_string(id >> 16) + " must not be missing");
+}
+
 void CheckPresence(const Database& database, const PropertyViews& properties) {
-    const auto need = [&properties](CEPROPID id) {
-        if (!FindView(properties, id)) {
-            throw VolumeError(ERROR_ACCESS_DENIED, "property " + std::to_string(id >> 16) + " must not be missing");
-        }
-    };
-    for (const Column& column : database.columns) {
-        if ((column.flags & DB_PROP_NOTNULL) && !IsAutomatic(column.id)) need(column.id);
+    for (const CEPROPID id : database.needed) {
+        if (!FindView(properties, id)) Missing(id);
     }
-    for (const Order& order : database.orders) {
-        if (!(order.sort.wKeyFlags & CEDB_SORT_NONNULL)) continue;
-        for (WORD i = 0; i < order.sort.wNumProps; ++i) need(order.sort.rgPropID[i]);
+}
+
+// The same for what `changes` make of `old`.
+void CheckPresence(const Database& database, const PropertyViews& old, const PropertyViews& changes) {
+    for (const CEPROPID id : database.needed) {
+        const auto change = std::ranges::find(changes, id, &PropertyView::id);
+        if (change != changes.end() ? change->removed : !FindView(old, id)) Missing(id);
     }
 }
 
@@ -86,8 +87,8 @@ void GiveNumbers(Connection& connection, const Database& database, PropertyViews
     }
 }
 
-void BindKeys(Query& query, const Database& database, const PropertyViews& properties, CEOID oid, WantedKey* wanted) {
-    std::vector<std::string>& keys = TheScratch().keys;
+void BindKeys(Query& query, const Database& database, const PropertyViews& properties, CEOID oid, WantedKey* wanted,
+              std::vector<std::string>& keys) {
     if (keys.size() < database.orders.size()) keys.resize(database.orders.size());
     for (std::size_t i = 0; i < database.orders.size(); ++i) {
         MakeSortKey(database.orders[i].sort, properties, oid, keys[i]);
@@ -96,39 +97,28 @@ void BindKeys(Query& query, const Database& database, const PropertyViews& prope
     }
 }
 
-// An update under way: the function `merged` in its statement makes the new bytes of the record from the old ones, so
-// that the record is found once and not read before.
-struct Merging {
-    const Database& database;
-    CEOID record;
-    const PropertyViews& changes;
-    WantedKey* wanted;
-    std::size_t sizeBefore = 0;
-    std::exception_ptr failure;
-};
-thread_local Merging* t_merging = nullptr;
-
-void MakeMerged(const Merging& merging, std::string_view old) {
-    Scratch& scratch = TheScratch();
-    Decode(old, scratch.old);
-    Merge(scratch.old, merging.changes, scratch.merged);
-    CheckPresence(merging.database, scratch.merged);
-    Encode(scratch.merged, scratch.bytes);
-    WantedKey* wanted = merging.wanted;
+// The key that the caller wants of a record that was not written with its keys.
+void MakeWantedKey(const Database& database, const PropertyViews& properties, CEOID record, WantedKey* wanted) {
     if (!wanted || wanted->order < 0) return;
-    MakeSortKey(merging.database.orders[static_cast<std::size_t>(wanted->order)].sort, scratch.merged, merging.record,
-                wanted->key);
+    MakeSortKey(database.orders[static_cast<std::size_t>(wanted->order)].sort, properties, record, wanted->key);
+}
+
+void MakeMerged(const Merging& merging, std::string_view before, RecordScratch& scratch) {
+    Decode(before, scratch.old);
+    CheckPresence(merging.database, scratch.old, merging.changes);
+    EncodeMerged(before, scratch.old, merging.changes, scratch.bytes);
+    MakeWantedKey(merging.database, scratch.old, merging.record, merging.wanted);  // no change is part of a key
 }
 
 void Merged(sqlite3_context* context, int, sqlite3_value** arguments) {
-    Merging* merging = t_merging;
+    RecordScratch& scratch = *static_cast<RecordScratch*>(sqlite3_user_data(context));
+    Merging* merging = scratch.merging;
     if (!merging) return sqlite3_result_error(context, "no record is being updated", -1);
     try {
-        const auto* old = static_cast<const char*>(sqlite3_value_blob(arguments[0]));
+        const auto* before = static_cast<const char*>(sqlite3_value_blob(arguments[0]));
         merging->sizeBefore = static_cast<std::size_t>(sqlite3_value_bytes(arguments[0]));
-        MakeMerged(*merging, {old, merging->sizeBefore});
-        const std::string& bytes = TheScratch().bytes;
-        sqlite3_result_blob64(context, bytes.data(), bytes.size(), SQLITE_STATIC);
+        MakeMerged(*merging, {before, merging->sizeBefore}, scratch);
+        sqlite3_result_blob64(context, scratch.bytes.data(), scratch.bytes.size(), SQLITE_STATIC);
     } catch (...) {
         merging->failure = std::current_exception();
         sqlite3_result_error(context, "the record cannot be changed so", -1);
@@ -146,20 +136,20 @@ bool AreBesideKeys(const Database& database, const PropertyViews& changes) {
 // Updates a record in one statement; false where there is no such record.
 bool UpdateInPlace(Connection& connection, const std::shared_ptr<const Database>& database, CEOID record,
                    const PropertyViews& changes, WantedKey* wanted) {
+    RecordScratch& scratch = connection.Scratch();
     Merging merging{*database, record, changes, wanted, 0, nullptr};
-    t_merging = &merging;
+    scratch.merging = &merging;
     try {
         Query(connection.Statements(database).merge).Bind(1, record).Run();
     } catch (const VolumeError&) {
-        t_merging = nullptr;
+        scratch.merging = nullptr;
         if (merging.failure) std::rethrow_exception(merging.failure);
         throw;
     }
-    t_merging = nullptr;
+    scratch.merging = nullptr;
     if (sqlite3_changes(connection.Handle()) == 0) return false;
-    connection.Count(
-        database->oid, 0,
-        static_cast<std::int64_t>(TheScratch().bytes.size()) - static_cast<std::int64_t>(merging.sizeBefore));
+    connection.Count(database->oid, 0,
+                     static_cast<std::int64_t>(scratch.bytes.size()) - static_cast<std::int64_t>(merging.sizeBefore));
     connection.Tell(DB_CEOID_CHANGED, record, database->oid);
     return true;
 }
@@ -174,8 +164,8 @@ bool TouchesKeys(const Database& database, const PropertyViews& old, const Prope
 
 }  // namespace
 
-void AddRecordFunctions(sqlite3* database) {
-    sqlite3_create_function_v2(database, "merged", 1, SQLITE_UTF8 | SQLITE_DIRECTONLY, nullptr, Merged, nullptr,
+void AddRecordFunctions(sqlite3* database, RecordScratch& scratch) {
+    sqlite3_create_function_v2(database, "merged", 1, SQLITE_UTF8 | SQLITE_DIRECTONLY, &scratch, Merged, nullptr,
                                nullptr, nullptr);
 }
 
@@ -183,13 +173,18 @@ CEOID InsertRecord(Connection& connection, CEOID oid, PropertyViews& properties,
     const auto database = Admit(connection, oid, properties, newColumns);
     CheckPresence(*database, properties);
     GiveNumbers(connection, *database, properties);
-    std::string& bytes = TheScratch().bytes;
+    RecordScratch& scratch = connection.Scratch();
+    std::string& bytes = scratch.bytes;
     Encode(properties, bytes);
+    const bool appends = connection.Appends(database);
     const CEOID record = connection.NewOid();
-    Query insert(connection.Statements(database).insert);
-    insert.Bind(1, record).Bind(2, bytes);
-    BindKeys(insert, *database, properties, record, wanted);
+    DatabaseStatements& statements = connection.Statements(database);
+    Query insert(appends ? statements.append : statements.insert);
+    if (!appends) insert.Bind(1, record);
+    insert.Bind(2, bytes);
+    BindKeys(insert, *database, properties, record, wanted, scratch.keys);
     insert.Run();
+    connection.NoteAdded(oid, appends);
     connection.Count(oid, 1, static_cast<std::int64_t>(bytes.size()));
     connection.Tell(DB_CEOID_CREATED, record, oid);
     return record;
@@ -197,9 +192,9 @@ CEOID InsertRecord(Connection& connection, CEOID oid, PropertyViews& properties,
 
 bool UpdateRecord(Connection& connection, CEOID oid, CEOID record, const PropertyViews& changes, bool newColumns,
                   WantedKey* wanted, const std::string* known) {
-    Scratch& scratch = TheScratch();
+    RecordScratch& scratch = connection.Scratch();
     if (!known) {
-        const auto database = connection.NeedDatabase(oid);
+        const auto& database = connection.NeedDatabase(oid);
         if (AreBesideKeys(*database, changes)) return UpdateInPlace(connection, database, record, changes, wanted);
         if (!ReadRecord(connection, database, record, scratch.oldBytes)) return false;
         known = &scratch.oldBytes;
@@ -213,14 +208,11 @@ bool UpdateRecord(Connection& connection, CEOID oid, CEOID record, const Propert
     if (TouchesKeys(*database, scratch.old, changes)) {
         Query update(statements.updateKeys);
         update.Bind(1, record).Bind(2, scratch.bytes);
-        BindKeys(update, *database, scratch.merged, record, wanted);
+        BindKeys(update, *database, scratch.merged, record, wanted, scratch.keys);
         update.Run();
     } else {
         Query(statements.update).Bind(1, record).Bind(2, scratch.bytes).Run();
-        if (wanted && wanted->order >= 0) {
-            MakeSortKey(database->orders[static_cast<std::size_t>(wanted->order)].sort, scratch.merged, record,
-                        wanted->key);
-        }
+        MakeWantedKey(*database, scratch.merged, record, wanted);
     }
     connection.Count(oid, 0,
                      static_cast<std::int64_t>(scratch.bytes.size()) - static_cast<std::int64_t>(known->size()));
@@ -229,10 +221,11 @@ bool UpdateRecord(Connection& connection, CEOID oid, CEOID record, const Propert
 }
 
 bool RemoveRecord(Connection& connection, CEOID oid, CEOID record) {
-    const auto database = connection.NeedDatabase(oid);
-    std::string& bytes = TheScratch().oldBytes;
+    const auto& database = connection.NeedDatabase(oid);
+    std::string& bytes = connection.Scratch().oldBytes;
     if (!ReadRecord(connection, database, record, bytes)) return false;
     Query(connection.Statements(database).remove).Bind(1, record).Run();
+    connection.NoteRemoved();
     connection.Count(oid, -1, -static_cast<std::int64_t>(bytes.size()));
     connection.Tell(DB_CEOID_RECORD_DELETED, record, oid);
     return true;
@@ -339,12 +332,12 @@ void ReplaceSortOrders(Connection& connection, CEOID oid, const std::vector<SORT
         while (query.Step()) records.push_back(static_cast<CEOID>(query.Number(0)));
     }
     for (const CEOID record : records) {
-        Scratch& scratch = TheScratch();
+        RecordScratch& scratch = connection.Scratch();
         ReadRecord(connection, changed, record, scratch.bytes);
         Decode(scratch.bytes, scratch.old);
         Query update(statements.updateKeys);
         update.Bind(1, record).Bind(2, scratch.bytes);
-        BindKeys(update, *changed, scratch.old, record, nullptr);
+        BindKeys(update, *changed, scratch.old, record, nullptr, scratch.keys);
         update.Run();
     }
     for (int made = firstSlot; made < slot; ++made) CreateKeyIndex(connection.Handle(), oid, made);
@@ -388,7 +381,7 @@ void StripProperty(Connection& connection, CEOID oid, CEPROPID id) {
         while (query.Step()) records.push_back(static_cast<CEOID>(query.Number(0)));
     }
     for (const CEOID record : records) {
-        Scratch& scratch = TheScratch();
+        RecordScratch& scratch = connection.Scratch();
         ReadRecord(connection, database, record, scratch.oldBytes);
         Decode(scratch.oldBytes, scratch.old);
         if (!FindView(scratch.old, id)) continue;

@@ -16,8 +16,8 @@ struct WantedKey {
     std::string key;  // stays empty for the order of creation
 };
 
-// Gives a connection the SQL functions that the statements below call.
-void AddRecordFunctions(sqlite3* database);
+// Gives a connection the SQL functions that the statements below call; `scratch` is the connection's.
+void AddRecordFunctions(sqlite3* database, RecordScratch& scratch);
 
 // Throws VolumeError: 5 a property that must be there is not, 24, 87 no property of the database, 183.
 CEOID InsertRecord(Connection& connection, CEOID database, PropertyViews& properties, bool newColumns,

@@ -14,7 +14,9 @@ constexpr char kPresent = 2;
 constexpr char kMissingLast = 3;
 
 void AppendHighFirst(std::uint64_t value, int bytes, std::string& key) {
-    for (int shift = (bytes - 1) * 8; shift >= 0; shift -= 8) key.push_back(static_cast<char>(value >> shift));
+    char digits[8];
+    for (int i = 7; i >= 0; --i, value >>= 8) digits[i] = static_cast<char>(value);
+    key.append(digits + 8 - bytes, static_cast<std::size_t>(bytes));
 }
 
 template <class T>

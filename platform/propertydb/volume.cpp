@@ -192,19 +192,23 @@ void Volume::ExpectReads(CEOID database, std::span<const CEOID> records) {
 }
 
 CEOID Volume::Insert(CEOID database, const PropertySet& properties) {
-    PropertyViews views;
+    Connection& connection = *m_private->connection;
+    std::unique_lock lock(connection.Mutex());
+    PropertyViews& views = connection.Scratch().given;
     ViewsOf(properties, views);
-    WriteScope scope(*m_private->connection);
-    const CEOID oid = InsertRecord(*m_private->connection, database, views, false, nullptr);
+    WriteScope scope(connection, std::move(lock));
+    const CEOID oid = InsertRecord(connection, database, views, false, nullptr);
     scope.Commit();
     return oid;
 }
 
 bool Volume::Update(CEOID database, CEOID record, const PropertySet& changes) {
-    PropertyViews views;
+    Connection& connection = *m_private->connection;
+    std::unique_lock lock(connection.Mutex());
+    PropertyViews& views = connection.Scratch().given;
     ViewsOf(changes, views);
-    WriteScope scope(*m_private->connection);
-    if (!UpdateRecord(*m_private->connection, database, record, views, false, nullptr)) return false;
+    WriteScope scope(connection, std::move(lock));
+    if (!UpdateRecord(connection, database, record, views, false, nullptr)) return false;
     scope.Commit();
     return true;
 }

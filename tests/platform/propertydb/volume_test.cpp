@@ -6,6 +6,7 @@
 #include <sqlite3.h>
 
 #include <filesystem>
+#include <map>
 
 #include "property_world.h"
 #include "tests/support/live_counts_check.h"
@@ -187,6 +188,89 @@ TEST_F(VolumeTest, AnUpdateThatCannotBeLeavesTheRecordAndSaysWhy) {
     EXPECT_EQ(*m_volume->Read(database, ann), full);
     EXPECT_TRUE(m_volume->Update(database, ann, {{kNumber, std::int64_t{2}}}));
     EXPECT_EQ(m_volume->Read(database, ann)->Number(kNumber), 2);
+}
+
+// Every property of the record is kept, replaced, removed or new, beside every choice for the others.
+TEST_F(VolumeTest, AnUpdateChangesWhatItNamesAndLeavesTheRest) {
+    struct Case {
+        CEPROPID id;
+        propertydb::Value before;
+        propertydb::Value after;
+    };
+    const Case cases[] = {{kNumber, std::int64_t{1}, std::int64_t{0xFFFFFFFF}},
+                          {kText, u"before", u""},
+                          {Id(3, CEVT_I2), std::int64_t{-2}, std::int64_t{3}},
+                          {kBlob, Bytes{}, Bytes(300, 7)},
+                          {Id(5, CEVT_FILETIME), std::int64_t{1} << 40, std::int64_t{5}}};
+    enum Choice { Missing, Added, GoneAnyway, Kept, Replaced, Removed, kChoices };
+    const CEOID database = m_volume->CreateDatabase({u"people", 24, {}, {}});
+    Transaction transaction(m_volume);
+    for (int number = 0; number < 6 * 6 * 6 * 6 * 6; ++number) {
+        PropertySet before;
+        PropertySet change;
+        PropertySet after;
+        int rest = number;
+        for (const Case& one : cases) {
+            const int choice = rest % kChoices;
+            rest /= kChoices;
+            if (choice >= Kept) before.Set(one.id, one.before);
+            if (choice == Kept) after.Set(one.id, one.before);
+            if (choice == Added || choice == Replaced) change.Set(one.id, one.after);
+            if (choice == Added || choice == Replaced) after.Set(one.id, one.after);
+            if (choice == GoneAnyway || choice == Removed) change.SetRemoved(one.id);
+        }
+        const CEOID record = m_volume->Insert(database, before);
+        ASSERT_TRUE(m_volume->Update(database, record, change));
+        ASSERT_EQ(*m_volume->Read(database, record), after) << "choices " << number;
+        ASSERT_TRUE(m_volume->Delete(database, record));
+    }
+    EXPECT_EQ(m_volume->State(database).bytes, 0u);
+}
+
+TEST_F(VolumeTest, IdentifiersOfABatchFollowOneAnotherAndNoneIsGivenTwice) {
+    const CEOID people = m_volume->CreateDatabase({u"people", 24, {{{{kNumber}}}}, {}});
+    const CEOID places = m_volume->CreateDatabase({u"places", 25, {{{{kNumber}}}}, {}});
+    std::map<CEOID, std::int64_t> expected;
+    std::int64_t number = 0;
+    CEOID last = m_volume->LastIdentifier();
+    const auto insert = [&](CEOID database) {
+        const CEOID oid = m_volume->Insert(database, {{kNumber, ++number}});
+        EXPECT_EQ(oid, ++last);
+        if (database == people) expected[oid] = number;
+    };
+    Transaction transaction(m_volume);
+    for (int i = 0; i < 4; ++i) insert(people);
+    EXPECT_TRUE(m_volume->Delete(people, last));  // the one that was added last
+    expected.erase(last);
+    for (int i = 0; i < 3; ++i) insert(people);
+    insert(places);
+    for (int i = 0; i < 3; ++i) insert(people);
+    {
+        Transaction takenBack(m_volume);
+        for (int i = 0; i < 3; ++i) m_volume->Insert(people, {{kNumber, std::int64_t{99}}});
+    }
+    for (int i = 0; i < 3; ++i) insert(people);
+    m_volume->SkipIdentifiers(last += 5);
+    for (int i = 0; i < 3; ++i) insert(people);
+    transaction.Commit();
+    EXPECT_EQ(m_volume->LastIdentifier(), last);
+    EXPECT_EQ(m_volume->OrderedOids(people, -1)->size(), expected.size());
+    for (const auto& [oid, value] : expected) EXPECT_EQ(m_volume->Read(people, oid)->Number(kNumber), value);
+}
+
+TEST_F(VolumeTest, ABatchBesideAHigherIdentifierOfAForeignHandKeepsItsIdentifiers) {
+    const CEOID database = m_volume->CreateDatabase({u"people", 24, {{{{kText}}}}, {}});
+    const CEOID ann = m_volume->Insert(database, {{kText, u"Ann"}});
+    m_volume.reset();
+    sqlite3* opened = nullptr;
+    ASSERT_EQ(sqlite3_open((m_device.Folder() / "test.vol").c_str(), &opened), SQLITE_OK);
+    const std::string sql = "UPDATE records_" + std::to_string(database) + " SET oid = oid + 1000";
+    EXPECT_EQ(sqlite3_exec(opened, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK);
+    sqlite3_close(opened);
+    m_volume = Volume::Open(TEXT("\\test.vol"));
+    Transaction transaction(m_volume);
+    for (CEOID i = 1; i <= 3; ++i) EXPECT_EQ(m_volume->Insert(database, {{kText, u"Bob"}}), ann + i);
+    EXPECT_THAT(*m_volume->OrderedOids(database, -1), ElementsAre(ann + 1, ann + 2, ann + 3, ann + 1000));
 }
 
 TEST_F(VolumeTest, AViewShowsPropertiesInReadableForm) {
