@@ -295,6 +295,7 @@ class Agreement::Pass {
     void MergeBoth(const Step& step);
     void Part(const Step& step);  // two items that were one: each goes to the other side
     void DeleteInFolder(const Step& step);
+    void DeleteUnchangedOnDevice(const Step& step);
     void DeleteOnDevice(const Step& step);
     void DeletedOnOneSide(const Step& step);
     bool IsReallyGone(Store& side, const Step& step, const std::string& id);
@@ -394,7 +395,7 @@ void Agreement::Pass::CarryOut(const Step& step) {
         case Action::DeleteInFolder:
             return DeleteInFolder(step);
         case Action::DeleteOnDevice:
-            return DeleteOnDevice(step);
+            return DeleteUnchangedOnDevice(step);
         case Action::DeviceDeletedFolderChanged:
         case Action::FolderDeletedDeviceChanged:
             return DeletedOnOneSide(step);
@@ -857,6 +858,17 @@ void Agreement::Pass::DeleteInFolder(const Step& step) {
     m_report.Add(EntryFor(step, step.pair.title, Outcome::DeletedInFolder));
     m_batch.forgotten.push_back(step.pair.number);
     Settle(step);
+}
+
+// The folder's revision tells what was changed there since the listing; of the device only a reading does.
+void Agreement::Pass::DeleteUnchangedOnDevice(const Step& step) {
+    const ReadResult now = m_device.Read(step.type, step.deviceId);
+    if (now.problem || Difference(m_state.BasesOf(step.pair).device, now.item.fields).empty()) {
+        return DeleteOnDevice(step);
+    }
+    Step changed = step;
+    changed.action = Action::FolderDeletedDeviceChanged;
+    DeletedOnOneSide(changed);
 }
 
 void Agreement::Pass::DeleteOnDevice(const Step& step) {

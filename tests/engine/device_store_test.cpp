@@ -335,5 +335,34 @@ TEST_F(DeviceStoreTest, ModifiedOccurrencesAreKeptBeforeTheyLeaveTheDevice) {
     EXPECT_EQ(again.item.fields, read.item.fields);
 }
 
+TEST_F(DeviceStoreTest, WhatWasKeptAndWhatWasChangedSinceAreGivenTogether) {
+    LONG oid = 0;
+    const ComPtr<IAppointment> series = WeeklySeries(&oid);
+    const std::string id = std::to_string(oid);
+    ASSERT_FALSE(store->Read(ItemType::Appointment, id).problem);
+    Reconnect();
+    {
+        ComPtr<IRecurrencePattern> pattern;
+        ComPtr<IAppointment> fourth;
+        SYSTEMTIME start{2026, 3, 0, 23, 10, 0, 0, 0};
+        DATE date = 0;
+        SystemTimeToVariantTime(&start, &date);
+        ASSERT_EQ(series->GetRecurrencePattern(pattern.Out()), S_OK);
+        ASSERT_EQ(pattern->GetOccurrence(date, fourth.Out()), S_OK);
+        const BSTR renamed = SysAllocString(TEXT("Renamed"));
+        fourth->put_Subject(renamed);
+        SysFreeString(renamed);
+        ASSERT_EQ(fourth->Save(), S_OK);
+    }
+    const sync::ReadResult read = store->Read(ItemType::Appointment, id);
+    ASSERT_FALSE(read.problem) << read.problem.text;
+    EXPECT_EQ(read.item.fields.at("ModifiedOccurrenceDates"), "2026-03-16 10:00:00\t2026-03-23 10:00:00");
+    EXPECT_THAT(read.item.fields.at("ModifiedOccurrences"), HasSubstr("Verschoben \u0416~^!^~"));
+    EXPECT_THAT(read.item.fields.at("ModifiedOccurrences"), HasSubstr("Renamed~^!^~"));
+    const sync::ReadResult again = store->Read(ItemType::Appointment, id);
+    EXPECT_EQ(again.item.fields, read.item.fields);
+    EXPECT_EQ(again.revision, read.revision) << "the device holds the same";
+}
+
 }  // namespace
 }  // namespace kez::engine

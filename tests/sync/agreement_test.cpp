@@ -143,6 +143,25 @@ TEST_F(AgreementTest, ADeletionAgainstAChangeIsReportedAndNotGuessed) {
     ExpectAgreement();
 }
 
+TEST_F(AgreementTest, WhatIsChangedOnTheDeviceAfterItWasListedIsNotDeletedUnseen) {
+    const auto d = device.Add(Person("Ada"));
+    device.Add(Person("Bob"));
+    Sync();
+    for (const auto& id : folder.Ids()) {
+        if (folder.At(id).at("FirstName") == "Ada") folder.Remove(id);
+    }
+    options.stop = [&] {
+        device.Edit(d, "Phone", "2");
+        options.stop = nullptr;
+        return false;
+    };
+    const Report report = Sync();
+    EXPECT_EQ(report.counts.unresolved, 1u);
+    EXPECT_EQ(report.counts.deletedOnDevice, 0u);
+    ASSERT_TRUE(device.Has(d));
+    EXPECT_EQ(device.At(d).at("Phone"), "2");
+}
+
 TEST_F(AgreementTest, ADisputedFieldKeepsBothVersionsByDefault) {
     const auto d = device.Add(Person("Ada", {{"Phone", "1"}}));
     Sync();
