@@ -142,6 +142,13 @@ ExitCode Purge(const Common& common, const std::string& what, bool force) {
     const auto& [type, code] = requests.at(what);
     const HRESULT result = connection.Request(type, code);
     if (FAILED(result)) throw std::runtime_error("the device could not be purged of " + what);
+    // The provider says nothing of an item that it could not delete.
+    for (const sync::ItemType asked : sync::kAllItemTypes) {
+        if (what != "all" && (what == "categories" || asked != type)) continue;
+        UINT left = 0;
+        if (!connection.CountItems(asked, left)) throw std::runtime_error("whether " + what + " are gone is not known");
+        if (left != 0) throw std::runtime_error(std::to_string(left) + " of " + what + " are still on the device");
+    }
     if (common.output.json) {
         std::printf("%s\n", JsonText(Json{{"purged", what}}).c_str());
     } else if (!common.output.quiet) {

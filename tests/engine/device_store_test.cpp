@@ -288,6 +288,19 @@ TEST_F(DeviceStoreTest, AnItemThatCannotBeLookedForIsNotTakenForGone) {
     EXPECT_FALSE(store->Read(ItemType::Contact, made.id).problem);
 }
 
+TEST_F(DeviceStoreTest, APurgeThatLeavesSomebodyAnswersSuccessAndIsSeenByCounting) {
+    ASSERT_FALSE(store->Create({ItemType::Contact, {{"FirstName", "Ada"}}}, {}).problem);
+    ASSERT_FALSE(store->Create({ItemType::Contact, {{"FirstName", "Bob"}}}, {}).problem);
+    control::PlanFault({"IItem::Delete", 1, 1, static_cast<std::uint32_t>(E_FAIL)});
+    EXPECT_EQ(connection->Request(ItemType::Contact, 2), S_OK);
+    UINT left = 0;
+    ASSERT_TRUE(connection->CountItems(ItemType::Contact, left));
+    EXPECT_EQ(left, 1u);
+    EXPECT_EQ(connection->Request(ItemType::Contact, 2), S_OK);
+    ASSERT_TRUE(connection->CountItems(ItemType::Contact, left));
+    EXPECT_EQ(left, 0u);
+}
+
 TEST_F(DeviceStoreTest, WhatWasWrittenIsFlushed) {
     ASSERT_FALSE(store->Create({ItemType::Contact, {{"FirstName", "Ada"}}}, {}).problem);
     control::CountCalls(true);
