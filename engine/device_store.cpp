@@ -62,7 +62,6 @@ std::string FieldOf(const Item& item, const std::string& name) {
 std::string RevisionOf(const Item& item) {
     sync::Fields fields = item.fields;
     fields.erase(kOccurrences);
-    fields.erase(kOccurrenceDates);
     return sync::Digest(sync::Packed(fields));
 }
 
