@@ -175,9 +175,17 @@ fs::path FileNameOf(const std::u16string& name) {
     return path / ("m" + encoded);
 }
 
-// The handles of one mutex in this process.
+// What a mutex is known by.
+struct Identity {
+    fs::path device;  // empty where it belongs to this process alone
+    std::u16string name;
+    std::string key;
+};
+
+// The handles of one mutex in this process. A program may leave thousands open: they share what they are known by.
 struct Entry {
     std::weak_ptr<SharedMutex> mutex;
+    std::shared_ptr<const Identity> identity;
     int handles = 0;
 };
 
@@ -252,28 +260,26 @@ class MutexHandle : public kez::kernel::Object {
     // A mutex without a name.
     MutexHandle() : m_mutex(std::make_shared<SharedMutex>(HostFile())) {}
 
-    MutexHandle(fs::path device, std::u16string name, std::string key, std::shared_ptr<SharedMutex> mutex)
-        : m_device(std::move(device)), m_name(std::move(name)), m_key(std::move(key)), m_mutex(std::move(mutex)) {}
+    MutexHandle(std::shared_ptr<const Identity> identity, std::shared_ptr<SharedMutex> mutex)
+        : m_identity(std::move(identity)), m_mutex(std::move(mutex)) {}
 
     ~MutexHandle() override {
-        if (m_key.empty()) return;
+        if (!m_identity) return;
         State& state = TheState();
         std::lock_guard lock(state.mutex);
-        Entry& entry = state.entries[m_key];
+        Entry& entry = state.entries[m_identity->key];
         if (--entry.handles > 0) return;
-        if (m_mutex->File()) LeaveNamed(m_device, m_name, *m_mutex);
+        if (m_mutex->File()) LeaveNamed(m_identity->device, m_identity->name, *m_mutex);
         // What a thread still owns stays known: it is the same mutex as long as another process has a handle. One of
         // this process alone vanishes with its last handle.
-        if (!m_mutex->File() || m_mutex.use_count() == 1) state.entries.erase(m_key);
+        if (!m_mutex->File() || m_mutex.use_count() == 1) state.entries.erase(m_identity->key);
     }
 
     SharedMutex& Mutex() { return *m_mutex; }
     bool IsMutex() const override { return true; }
 
  private:
-    fs::path m_device;
-    std::u16string m_name;
-    std::string m_key;  // empty without a name
+    std::shared_ptr<const Identity> m_identity;  // null without a name
     std::shared_ptr<SharedMutex> m_mutex;
 };
 
@@ -297,9 +303,10 @@ std::shared_ptr<MutexHandle> OpenMutexHandle(const std::u16string& name, bool* e
         return nullptr;
     }
     entry.mutex = named.mutex;
+    if (!entry.identity) entry.identity = std::make_shared<const Identity>(Identity{device, name, key});
     ++entry.handles;
     *existed = named.existed;
-    return std::make_shared<MutexHandle>(device, name, key, named.mutex);
+    return std::make_shared<MutexHandle>(entry.identity, named.mutex);
 }
 
 }  // namespace
