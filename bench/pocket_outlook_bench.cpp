@@ -205,7 +205,7 @@ class Sqlite {
             places += ", ?";
         }
         Run("PRAGMA encoding = 'UTF-16le'; PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL;"
-            "PRAGMA cache_size = -16000;"
+            "PRAGMA cache_size = -4000;"
             "CREATE TABLE contact (oid INTEGER PRIMARY KEY" +
             columns +
             ", birthday INTEGER);"

@@ -162,7 +162,7 @@ class BareSqlite {
         sqlite3_exec(
             m_database,
             "PRAGMA encoding = 'UTF-16le'; PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL;"
-            "PRAGMA cache_size = -16000; CREATE TABLE record (oid INTEGER PRIMARY KEY, key INTEGER, first TEXT,"
+            "PRAGMA cache_size = -4000; CREATE TABLE record (oid INTEGER PRIMARY KEY, key INTEGER, first TEXT,"
             "last TEXT, mail TEXT, count INTEGER, birthday INTEGER); CREATE UNIQUE INDEX by_key ON record (key)",
             nullptr, nullptr, nullptr);
         m_insert = Prepare("INSERT INTO record (key, first, last, mail, count, birthday) VALUES (?,?,?,?,?,?)");

@@ -31,7 +31,7 @@ ExitCode Check(const Common& common, const std::filesystem::path& folder, const 
         if (!store.Holds(type)) continue;
         for (const sync::Listed& listed : store.List(type).items) {
             std::string title = listed.id;
-            sync::Problem problem = listed.problem.value_or(sync::Problem{});
+            sync::Problem problem = listed.problem ? *listed.problem : sync::Problem{};
             std::vector<std::string> losses;
             if (!problem) {
                 sync::ReadResult read = store.Read(type, listed.id);

@@ -32,7 +32,7 @@ Sides SidesOf(const sync::Step& step) {
         case sync::Action::UpdateDevice:
             return {Change::None, Change::Changed};
         case sync::Action::Merge:
-            return step.pair.number ? Sides{Change::Changed, Change::Changed} : Sides{Change::New, Change::New};
+            return step.pair->number ? Sides{Change::Changed, Change::Changed} : Sides{Change::New, Change::New};
         case sync::Action::DeleteInFolder:
             return {Change::Deleted, Change::None};
         case sync::Action::DeleteOnDevice:
@@ -50,7 +50,7 @@ Sides SidesOf(const sync::Step& step) {
 }
 
 std::string TitleOf(const sync::Step& step, sync::Store& device, sync::Store& folder) {
-    if (!step.pair.title.empty()) return step.pair.title;
+    if (!step.pair->title.empty()) return step.pair->title;
     const sync::ReadResult read =
         step.deviceId.empty() ? folder.Read(step.type, step.folderId) : device.Read(step.type, step.deviceId);
     if (!read.problem) return sync::Title(read.item);

@@ -29,6 +29,7 @@ constexpr std::string_view kHiddenBegin = ".kez-";
 constexpr std::string_view kHiddenEnd = ".tmp";
 constexpr int kBatch = 100;
 constexpr int kMaxNames = 1000;
+constexpr std::size_t kMaxUnsaved = 2000;  // files read in one listing
 
 // Two changes within this time may leave one stamp: the kernel's tick, or the two seconds of a simple file system,
 // which shows itself by whole seconds.
@@ -60,6 +61,10 @@ ItemType FirstType(const ItemFormat& format) {
     for (ItemType type : sync::kAllItemTypes)
         if (format.Holds(type)) return type;
     return ItemType::Contact;
+}
+
+std::shared_ptr<const Problem> Trouble(ProblemCode code, std::string text, std::string where) {
+    return std::make_shared<const Problem>(Problem{code, std::move(text), std::move(where)});
 }
 
 constexpr const char* kLinkText = "it is a symbolic link, which is not followed";
@@ -192,7 +197,7 @@ Listing FolderStore::List(ItemType type) {
         if (entry.kind == FileKind::Link) {
             if (FirstType(*format) == type)
                 listing.items.push_back(
-                    {entry.name, "", {}, "", Problem{ProblemCode::Unreadable, kLinkText, entry.name}});
+                    {entry.name, "", {}, "", Trouble(ProblemCode::Unreadable, kLinkText, entry.name)});
             continue;
         }
         auto found = cache.find(entry.name);
@@ -212,12 +217,13 @@ Listing FolderStore::List(ItemType type) {
                 }
                 file.checked = before;
                 found = cache.insert_or_assign(entry.name, file).first;
-                m_cacheChanges.emplace_back(entry.name, file);
+                m_cacheChanges.emplace_back(entry.name, std::move(file));
+                if (m_cacheChanges.size() >= kMaxUnsaved) m_cache.Save(std::exchange(m_cacheChanges, {}));
             } catch (const FileError& error) {
                 if (error.Error() == ENOENT) continue;
                 if (FirstType(*format) == type)
                     listing.items.push_back(
-                        {entry.name, "", {}, "", Problem{ProblemCode::Failed, error.what(), entry.name}});
+                        {entry.name, "", {}, "", Trouble(ProblemCode::Failed, error.what(), entry.name)});
                 seen++;
                 continue;
             }
@@ -227,12 +233,12 @@ Listing FolderStore::List(ItemType type) {
         if (file.type != type) continue;
         Listed item{entry.name, file.revision, {}, file.uid, {}};
         if (file.problem != ProblemCode::None) {
-            item.problem = Problem{file.problem, file.problemText, entry.name};
+            item.problem = Trouble(file.problem, file.problemText, entry.name);
         } else if (!file.uid.empty()) {
             auto [first, isFirst] = uids.emplace(file.uid, &entry);
             if (!isFirst)
                 item.problem =
-                    Problem{ProblemCode::Duplicate, first->second->name + " has the same UID " + file.uid, entry.name};
+                    Trouble(ProblemCode::Duplicate, first->second->name + " has the same UID " + file.uid, entry.name);
         }
         listing.items.push_back(std::move(item));
     }

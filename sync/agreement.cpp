@@ -85,7 +85,7 @@ Plan Agreement::MakePlan() {
 
 void Agreement::PlanType(ItemType type, Plan& plan, std::map<ItemType, std::pair<std::size_t, std::size_t>>& left) {
     const bool flagsMayBeLost = m_state.BeginListing(type);
-    const Listing onDevice = m_device.List(type);
+    Listing onDevice = m_device.List(type);
     std::vector<std::string> changed;
     for (const sync::Listed& item : onDevice.items) {
         if (item.changed.value_or(false)) changed.push_back(item.id);
@@ -95,7 +95,7 @@ void Agreement::PlanType(ItemType type, Plan& plan, std::map<ItemType, std::pair
         LeaveAlone(type, m_device, onDevice, plan);
         return;
     }
-    const std::vector<Pair> pairs = m_state.Pairs(type);
+    std::vector<Pair> pairs = m_state.Pairs(type);
     if (flagsMayBeLost) {
         changed.clear();
         for (const sync::Listed& item : onDevice.items) changed.push_back(item.id);
@@ -103,7 +103,7 @@ void Agreement::PlanType(ItemType type, Plan& plan, std::map<ItemType, std::pair
     m_state.EndListing(type, changed);
     const std::set<std::string> unsettled = m_state.Unsettled(type);
 
-    const Listing inFolder = m_folder.List(type);
+    Listing inFolder = m_folder.List(type);
     if (!inFolder.trusted) {
         LeaveAlone(type, m_folder, inFolder, plan);
         return;
@@ -111,17 +111,20 @@ void Agreement::PlanType(ItemType type, Plan& plan, std::map<ItemType, std::pair
     plan.findings.insert(plan.findings.end(), onDevice.findings.begin(), onDevice.findings.end());
     plan.findings.insert(plan.findings.end(), inFolder.findings.begin(), inFolder.findings.end());
 
-    std::unordered_map<std::string, const sync::Listed*> device;
+    // Both know the items by texts of the listings. What of these becomes a step is moved, not copied: many small holes
+    // left between what stays would make each later allocation a miss of the processor's cache.
+    std::unordered_map<std::string_view, const sync::Listed*> device;
+    device.reserve(onDevice.items.size());
     for (const sync::Listed& item : onDevice.items) device.emplace(item.id, &item);
-    std::unordered_map<std::string, const sync::Listed*> folder;
-    for (const sync::Listed& item : inFolder.items) {
+    std::unordered_map<std::string_view, sync::Listed*> folder;
+    folder.reserve(inFolder.items.size());
+    for (sync::Listed& item : inFolder.items) {
         folder.emplace(item.id, &item);
         if (item.hint.starts_with(kSecondCopy)) plan.secondCopies[type].emplace(item.hint, item.id);
     }
 
     auto& [leftOnDevice, leftInFolder] = left[type];
-    for (const Pair& pair : pairs) {
-        Step step{type, Action::Nothing, pair, pair.deviceId, pair.folderId, {}, {}};
+    for (Pair& pair : pairs) {
         Seen seenOnDevice = Seen::Gone;
         if (const auto found = device.find(pair.deviceId); found != device.end()) {
             const sync::Listed& item = *found->second;
@@ -131,22 +134,14 @@ void Agreement::PlanType(ItemType type, Plan& plan, std::map<ItemType, std::pair
             ++leftOnDevice;
         }
         Seen seenInFolder = Seen::Gone;
-        const sync::Listed* folderItem = nullptr;
+        sync::Listed* folderItem = nullptr;
         if (const auto found = folder.find(pair.folderId); found != folder.end()) {
             folderItem = found->second;
-            step.folderRevision = folderItem->revision;
-            step.hint = folderItem->hint;
             seenInFolder = folderItem->revision == pair.folderRevision ? Seen::Same : Seen::Changed;
             folder.erase(found);
             ++leftInFolder;
         }
-        step.action = Decide(true, seenOnDevice, seenInFolder);
-        // Between an older copy and what was made since, a missing item says nothing: it comes back.
-        if (pair.doubt != Doubt::None && (seenOnDevice == Seen::Gone) != (seenInFolder == Seen::Gone)) {
-            const bool goneOnDevice = seenOnDevice == Seen::Gone;
-            step.action = goneOnDevice ? Action::CreateOnDevice : Action::CreateInFolder;
-            (goneOnDevice ? step.deviceId : step.folderId).clear();
-        }
+        const Action action = Decide(true, seenOnDevice, seenInFolder);
         if (folderItem && folderItem->problem) {
             // What cannot be read cannot be compared; both sides stay as they are.
             plan.entries.push_back({type,
@@ -158,24 +153,37 @@ void Agreement::PlanType(ItemType type, Plan& plan, std::map<ItemType, std::pair
                                     {},
                                     *folderItem->problem,
                                     {}});
-        } else if (step.action == Action::Nothing) {
+        } else if (action == Action::Nothing) {
             ++plan.unchanged;
         } else {
+            Step step{type, action, kNothingRemembered, pair.deviceId, pair.folderId, {}, {}};
+            if (folderItem) {
+                step.folderRevision = std::move(folderItem->revision);
+                step.hint = std::move(folderItem->hint);
+            }
+            // Between an older copy and what was made since, a missing item says nothing: it comes back.
+            if (pair.doubt != Doubt::None && (seenOnDevice == Seen::Gone) != (seenInFolder == Seen::Gone)) {
+                const bool goneOnDevice = seenOnDevice == Seen::Gone;
+                step.action = goneOnDevice ? Action::CreateOnDevice : Action::CreateInFolder;
+                (goneOnDevice ? step.deviceId : step.folderId).clear();
+            }
+            step.pair = std::make_shared<const Pair>(std::move(pair));
             plan.steps.push_back(std::move(step));
         }
     }
 
     std::vector<Step> deviceNew;
     deviceNew.reserve(device.size());
-    for (const sync::Listed& item : onDevice.items) {  // in the order of the listing
+    for (sync::Listed& item : onDevice.items) {  // in the order of the listing
         const auto found = device.find(item.id);
         if (found == device.end()) continue;
         device.erase(found);
-        deviceNew.push_back({type, Decide(false, Seen::New, Seen::Never), {}, item.id, {}, {}, {}});
+        deviceNew.push_back(
+            {type, Decide(false, Seen::New, Seen::Never), kNothingRemembered, std::move(item.id), {}, {}, {}});
     }
     std::vector<Step> folderNew;
     folderNew.reserve(folder.size());
-    for (const sync::Listed& item : inFolder.items) {
+    for (sync::Listed& item : inFolder.items) {
         const auto found = folder.find(item.id);
         if (found == folder.end()) continue;
         folder.erase(found);
@@ -183,7 +191,13 @@ void Agreement::PlanType(ItemType type, Plan& plan, std::map<ItemType, std::pair
             plan.entries.push_back({type, Outcome::Unresolved, item.id, {}, item.id, false, {}, *item.problem, {}});
             continue;
         }
-        folderNew.push_back({type, Decide(false, Seen::Never, Seen::New), {}, {}, item.id, item.revision, item.hint});
+        folderNew.push_back({type,
+                             Decide(false, Seen::Never, Seen::New),
+                             kNothingRemembered,
+                             {},
+                             std::move(item.id),
+                             std::move(item.revision),
+                             std::move(item.hint)});
     }
     if (!deviceNew.empty() && !folderNew.empty()) MatchNew(type, deviceNew, folderNew, plan);
     Append(plan.steps, std::move(deviceNew));
@@ -267,7 +281,8 @@ class Agreement::Pass {
           m_options(agreement.m_options),
           m_plan(plan),
           m_cutOff(agreement.m_state.Writing()) {
-        m_report.entries = {};
+        // A step has an entry as a rule: growing step by step would hold most of them twice.
+        m_report.entries.reserve(plan.entries.size() + plan.steps.size());
         for (const Entry& entry : plan.entries) m_report.Add(entry);
         m_report.findings = plan.findings;
         m_report.counts.unchanged = plan.unchanged;
@@ -400,7 +415,7 @@ void Agreement::Pass::CarryOut(const Step& step) {
         case Action::FolderDeletedDeviceChanged:
             return DeletedOnOneSide(step);
         case Action::Forget:
-            m_batch.forgotten.push_back(step.pair.number);
+            m_batch.forgotten.push_back(step.pair->number);
             Settle(step);
             return;
     }
@@ -424,7 +439,7 @@ void Agreement::Pass::Fail(const Step& step, const std::string& title, Problem p
                             problem.code == ProblemCode::ChangedMeanwhile || problem.code == ProblemCode::Duplicate ||
                             problem.code == ProblemCode::Unreadable;
     Entry entry =
-        EntryFor(step, title.empty() ? step.pair.title : title, unresolved ? Outcome::Unresolved : Outcome::Failed);
+        EntryFor(step, title.empty() ? step.pair->title : title, unresolved ? Outcome::Unresolved : Outcome::Failed);
     if (entry.title.empty()) entry.title = step.folderId.empty() ? "oid " + step.deviceId : step.folderId;
     entry.problem = std::move(problem);
     m_report.Add(std::move(entry));
@@ -439,7 +454,7 @@ void Agreement::Pass::Settle(const Step& step) {
 void Agreement::Pass::Remember(const Step& step, const std::string& title, const Fields& deviceHeld,
                                const Fields& folderHeld, const std::string& folderRevision) {
     Batch::Agreed agreed;
-    agreed.pair = step.pair;
+    agreed.pair = *step.pair;
     agreed.pair.type = step.type;
     agreed.pair.deviceId = step.deviceId;
     agreed.pair.folderId = step.folderId;
@@ -528,7 +543,7 @@ ReadResult Agreement::Pass::ReadUnmarked(const Step& step, const Bases& bases) {
 }
 
 void Agreement::Pass::UpdateFolder(const Step& step) {
-    const Bases bases = m_state.BasesOf(step.pair);
+    const Bases bases = m_state.BasesOf(*step.pair);
     ReadResult device = ReadTwice(step);
     if (device.problem) return Fail(step, {}, std::move(device.problem));
     const Changes changes = Difference(bases.device, device.item.fields);
@@ -546,13 +561,13 @@ void Agreement::Pass::UpdateFolder(const Step& step) {
 void Agreement::Pass::UpdateDevice(const Step& step) {
     ReadResult folder = m_folder.Read(step.type, step.folderId);
     if (folder.problem) return Fail(step, {}, std::move(folder.problem));
-    const Bases bases = m_state.BasesOf(step.pair);
-    const bool afresh = step.pair.doubt == Doubt::OldDevice;
+    const Bases bases = m_state.BasesOf(*step.pair);
+    const bool afresh = step.pair->doubt == Doubt::OldDevice;
     Changes changes = Difference(bases.folder, folder.item.fields);
     if (changes.empty() && !afresh) {
         // The file was touched, not changed.
         ++m_report.counts.unchanged;
-        Batch::Agreed agreed{step.pair, bases};
+        Batch::Agreed agreed{*step.pair, bases};
         agreed.pair.folderRevision = folder.revision;
         m_batch.agreed.push_back(std::move(agreed));
         return;
@@ -582,15 +597,15 @@ void Agreement::Pass::UpdateDevice(const Step& step) {
 }
 
 void Agreement::Pass::MergeBoth(const Step& step) {
-    const bool remembered = step.pair.number != 0 && step.pair.doubt != Doubt::OldDevice;
-    const Bases bases = remembered ? m_state.BasesOf(step.pair) : Bases{};
+    const bool remembered = step.pair->number != 0 && step.pair->doubt != Doubt::OldDevice;
+    const Bases bases = remembered ? m_state.BasesOf(*step.pair) : Bases{};
     ReadResult device = ReadTwice(step);
     if (device.problem) return Fail(step, {}, std::move(device.problem));
     ReadResult folder = m_folder.Read(step.type, step.folderId);
     if (folder.problem) return Fail(step, Title(device.item), std::move(folder.problem));
 
     // An older copy of a device gives an identifier again to somebody else.
-    if (step.pair.number != 0 && !remembered && Title(device.item) != Title(folder.item)) return Part(step);
+    if (step.pair->number != 0 && !remembered && Title(device.item) != Title(folder.item)) return Part(step);
 
     Merged merged =
         remembered ? Merge(Difference(bases.device, device.item.fields), Difference(bases.folder, folder.item.fields))
@@ -658,7 +673,7 @@ void Agreement::Pass::Part(const Step& step) {
     Step theirs = step;
     theirs.deviceId.clear();
     CreateOnDevice(theirs);
-    CreateInFolder({step.type, Action::CreateInFolder, {}, step.deviceId, {}, {}, {}});
+    CreateInFolder({step.type, Action::CreateInFolder, kNothingRemembered, step.deviceId, {}, {}, {}});
 }
 
 void Agreement::Pass::WriteMerged(const Step& step, const ReadResult& device, const ReadResult& folder,
@@ -687,7 +702,7 @@ void Agreement::Pass::WriteMerged(const Step& step, const ReadResult& device, co
             // The folder's share is done. What the device did not take stays different from what is remembered of
             // the folder, so that the next pass tries again.
             Fail(step, title, std::move(result.problem));
-            if (step.pair.doubt == Doubt::OldDevice) return;  // compared whole again
+            if (step.pair->doubt == Doubt::OldDevice) return;  // compared whole again
             Fields folderBase = Remembered(folderHeld);
             for (const auto& [name, change] : forDevice) {
                 const auto before = bases.folder.find(name);
@@ -697,8 +712,8 @@ void Agreement::Pass::WriteMerged(const Step& step, const ReadResult& device, co
                     folderBase[name] = before->second;
                 }
             }
-            if (step.pair.number != 0) {
-                Batch::Agreed agreed{step.pair, {Remembered(deviceHeld), std::move(folderBase)}};
+            if (step.pair->number != 0) {
+                Batch::Agreed agreed{*step.pair, {Remembered(deviceHeld), std::move(folderBase)}};
                 agreed.pair.folderRevision.clear();
                 m_batch.agreed.push_back(std::move(agreed));
             }
@@ -792,7 +807,7 @@ bool Agreement::Pass::KeepSecondCopy(const Step& step, const Item& deviceItem, E
         return false;
     }
     m_folder.Flush();
-    Step more{step.type, Action::CreateOnDevice, {}, {}, copy.id, copy.revision, hint};
+    Step more{step.type, Action::CreateOnDevice, kNothingRemembered, {}, copy.id, copy.revision, hint};
     m_more.push_back(std::move(more));
     entry.folderId = copy.id;
     entry.isNew = true;
@@ -801,7 +816,7 @@ bool Agreement::Pass::KeepSecondCopy(const Step& step, const Item& deviceItem, E
 
 void Agreement::Pass::DeletedOnOneSide(const Step& step) {
     const bool goneOnDevice = step.action == Action::DeviceDeletedFolderChanged;
-    const Bases bases = m_state.BasesOf(step.pair);
+    const Bases bases = m_state.BasesOf(*step.pair);
     ReadResult read = goneOnDevice ? m_folder.Read(step.type, step.folderId) : ReadTwice(step);
     if (read.problem) return Fail(step, {}, std::move(read.problem));
     if (Difference(goneOnDevice ? bases.folder : bases.device, read.item.fields).empty()) {
@@ -855,15 +870,15 @@ void Agreement::Pass::DeleteInFolder(const Step& step) {
     if (!IsReallyGone(m_device, step, step.deviceId)) return;
     Problem problem = m_folder.Delete(step.type, step.folderId, step.folderRevision);
     if (problem) return Fail(step, {}, std::move(problem));
-    m_report.Add(EntryFor(step, step.pair.title, Outcome::DeletedInFolder));
-    m_batch.forgotten.push_back(step.pair.number);
+    m_report.Add(EntryFor(step, step.pair->title, Outcome::DeletedInFolder));
+    m_batch.forgotten.push_back(step.pair->number);
     Settle(step);
 }
 
 // The folder's revision tells what was changed there since the listing; of the device only a reading does.
 void Agreement::Pass::DeleteUnchangedOnDevice(const Step& step) {
     const ReadResult now = m_device.Read(step.type, step.deviceId);
-    if (now.problem || Difference(m_state.BasesOf(step.pair).device, now.item.fields).empty()) {
+    if (now.problem || Difference(m_state.BasesOf(*step.pair).device, now.item.fields).empty()) {
         return DeleteOnDevice(step);
     }
     Step changed = step;
@@ -875,8 +890,8 @@ void Agreement::Pass::DeleteOnDevice(const Step& step) {
     if (!IsReallyGone(m_folder, step, step.folderId)) return;
     Problem problem = m_device.Delete(step.type, step.deviceId, {});
     if (problem) return Fail(step, {}, std::move(problem));
-    m_report.Add(EntryFor(step, step.pair.title, Outcome::DeletedOnDevice));
-    m_batch.forgotten.push_back(step.pair.number);
+    m_report.Add(EntryFor(step, step.pair->title, Outcome::DeletedOnDevice));
+    m_batch.forgotten.push_back(step.pair->number);
     Settle(step);
 }
 

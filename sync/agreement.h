@@ -8,6 +8,7 @@
 
 #include <functional>
 #include <map>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -78,11 +79,14 @@ class RefusedForSafety : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-// One item of the plan.
+// What is remembered of an item that both sides have not agreed on yet.
+inline const std::shared_ptr<const Pair> kNothingRemembered = std::make_shared<const Pair>();
+
+// One item of the plan. A first synchronisation has one for each item, so that none carries a pair of its own.
 struct Step {
     ItemType type = ItemType::Contact;
     Action action = Action::Nothing;
-    Pair pair;  // number 0 where nothing is remembered
+    std::shared_ptr<const Pair> pair = kNothingRemembered;  // number 0 where nothing is remembered; never null
     std::string deviceId;
     std::string folderId;
     std::string folderRevision;

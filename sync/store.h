@@ -13,6 +13,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -47,10 +48,10 @@ struct [[nodiscard]] Problem {
 
 struct Listed {
     std::string id;
-    std::string revision;            // "" where the store keeps none
-    std::optional<bool> changed;     // since the listing before, where the store knows
-    std::string hint;                // a stable name for matching across stores (a UID); may be empty
-    std::optional<Problem> problem;  // the item is there but cannot be used
+    std::string revision;                    // "" where the store keeps none
+    std::optional<bool> changed;             // since the listing before, where the store knows
+    std::string hint;                        // a stable name for matching across stores (a UID); may be empty
+    std::shared_ptr<const Problem> problem;  // the item is there but cannot be used; null as a rule, so it is small
 };
 
 struct Listing {

@@ -114,7 +114,7 @@ void Connection::Open() {
     CheckFormat();
     // The log goes into the volume at 4 MB, as SQLite does it with pages twice as large.
     Execute(m_database,
-            "PRAGMA synchronous = NORMAL; PRAGMA wal_autocheckpoint = 2000; PRAGMA cache_size = -16000;"
+            "PRAGMA synchronous = NORMAL; PRAGMA wal_autocheckpoint = 2000; PRAGMA cache_size = -4000;"
             "PRAGMA temp_store = MEMORY;");
     if (const std::uint32_t pages = m_share->maxPages) {
         Execute(m_database, "PRAGMA max_page_count = " + std::to_string(pages));

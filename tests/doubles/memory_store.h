@@ -39,7 +39,9 @@ class MemoryStore : public sync::Store {
             } else {
                 listed.changed = m_flags.erase(id) != 0;
             }
-            if (unreadable.count(id)) listed.problem = sync::Problem{sync::ProblemCode::Unreadable, "is garbage", id};
+            if (unreadable.count(id))
+                listed.problem = std::make_shared<const sync::Problem>(
+                    sync::Problem{sync::ProblemCode::Unreadable, "is garbage", id});
             listing.items.push_back(std::move(listed));
         }
         return listing;
