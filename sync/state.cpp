@@ -107,7 +107,7 @@ State::State(const std::filesystem::path& file, const std::string& deviceIdentit
     : m_durable(durable) {
     try {
         m_connection = std::make_unique<Sqlite>(file.string());
-        m_connection->Execute("PRAGMA journal_mode=WAL");
+        m_connection->Execute("PRAGMA journal_mode=WAL; PRAGMA cache_size=-1000");
         m_connection->Execute(durable ? "PRAGMA synchronous=FULL" : "PRAGMA synchronous=OFF");
         {
             Transaction transaction(*m_connection);
@@ -136,21 +136,34 @@ State::State(const std::filesystem::path& file, const std::string& deviceIdentit
 
 State::~State() = default;
 
+// What was relaxed before is durable with it: the log is synced as a whole.
+Sqlite& State::Durable() {
+    if (m_relaxed) m_connection->Execute("PRAGMA synchronous=FULL");
+    m_relaxed = false;
+    return *m_connection;
+}
+
+Sqlite& State::Relaxed() {
+    if (m_durable && !m_relaxed) m_connection->Execute("PRAGMA synchronous=NORMAL");
+    m_relaxed = m_durable;
+    return *m_connection;
+}
+
 bool State::BeginListing(ItemType type) {
-    Transaction transaction(*m_connection);
-    Statement find(*m_connection, "SELECT 1 FROM listing WHERE type = ?");
+    Transaction transaction(Durable());
+    Statement find(Durable(), "SELECT 1 FROM listing WHERE type = ?");
     const bool found = find.Bind(Number(type)).Step();
-    Statement(*m_connection, "INSERT OR IGNORE INTO listing (type) VALUES (?)").Bind(Number(type)).Run();
+    Statement(Durable(), "INSERT OR IGNORE INTO listing (type) VALUES (?)").Bind(Number(type)).Run();
     find.Reset();
     transaction.Commit();
     return found;
 }
 
 void State::EndListing(ItemType type, const std::vector<std::string>& changed) {
-    Transaction transaction(*m_connection);
-    Statement put(*m_connection, "INSERT OR IGNORE INTO unsettled (type, id) VALUES (?, ?)");
+    Transaction transaction(Durable());
+    Statement put(Durable(), "INSERT OR IGNORE INTO unsettled (type, id) VALUES (?, ?)");
     for (const std::string& id : changed) put.Bind(Number(type)).Bind(id).Run();
-    Statement(*m_connection, "DELETE FROM listing WHERE type = ?").Bind(Number(type)).Run();
+    Statement(Durable(), "DELETE FROM listing WHERE type = ?").Bind(Number(type)).Run();
     transaction.Commit();
 }
 
@@ -193,13 +206,12 @@ Bases State::BasesOf(const Pair& pair) {
 }
 
 void State::DoubtAll(Doubt doubt) {
-    Transaction transaction(*m_connection);
-    Statement(*m_connection, "UPDATE pair SET doubt = ?").Bind(static_cast<std::int64_t>(doubt)).Run();
+    Transaction transaction(Durable());
+    Statement(Durable(), "UPDATE pair SET doubt = ?").Bind(static_cast<std::int64_t>(doubt)).Run();
     // An older device is to be told again what the folder says. It has not seen what was written since.
-    if (doubt == Doubt::OldDevice)
-        m_connection->Execute("UPDATE pair SET folder_revision = ''; DELETE FROM look_again");
+    if (doubt == Doubt::OldDevice) Durable().Execute("UPDATE pair SET folder_revision = ''; DELETE FROM look_again");
     // An older state does not know what the device has told since.
-    Statement list(*m_connection, "INSERT OR IGNORE INTO listing (type) VALUES (?)");
+    Statement list(Durable(), "INSERT OR IGNORE INTO listing (type) VALUES (?)");
     if (doubt == Doubt::OldFolder) {
         for (const ItemType type : kAllItemTypes) list.Bind(Number(type)).Run();
     }
@@ -207,12 +219,12 @@ void State::DoubtAll(Doubt doubt) {
 }
 
 void State::NoteWriting(ItemType type, const std::string& folderId) {
-    if (m_durable) m_connection->Execute("PRAGMA synchronous=NORMAL");
-    Statement(*m_connection, "INSERT OR IGNORE INTO writing (type, folder_id) VALUES (?, ?)")
-        .Bind(Number(type))
-        .Bind(folderId)
-        .Run();
-    if (m_durable) m_connection->Execute("PRAGMA synchronous=FULL");
+    Sqlite& connection = Relaxed();
+    if (!m_noteWriting) {
+        m_noteWriting =
+            std::make_unique<Statement>(connection, "INSERT OR IGNORE INTO writing (type, folder_id) VALUES (?, ?)");
+    }
+    m_noteWriting->Bind(Number(type)).Bind(folderId).Run();
 }
 
 std::set<std::pair<ItemType, std::string>> State::Writing() {
@@ -223,16 +235,16 @@ std::set<std::pair<ItemType, std::string>> State::Writing() {
 }
 
 void State::Commit(const Batch& batch) {
-    Transaction transaction(*m_connection);
-    Statement forget(*m_connection, "DELETE FROM pair WHERE number = ?");
+    Transaction transaction(Durable());
+    Statement forget(Durable(), "DELETE FROM pair WHERE number = ?");
     for (const std::int64_t number : batch.forgotten) forget.Bind(number).Run();
 
-    Statement drop(*m_connection,
+    Statement drop(Durable(),
                    "DELETE FROM pair WHERE number = ?1 OR (type = ?2 AND (device_id = ?3 OR folder_id = ?4))");
-    Statement put(*m_connection,
+    Statement put(Durable(),
                   "INSERT INTO pair (number, type, device_id, folder_id, device_revision, folder_revision, title, "
                   "doubt, device_base, folder_base) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
-    Statement written(*m_connection, "DELETE FROM writing WHERE type = ? AND folder_id = ?");
+    Statement written(Durable(), "DELETE FROM writing WHERE type = ? AND folder_id = ?");
     for (const auto& [pair, bases] : batch.agreed) {
         drop.Bind(pair.number).Bind(Number(pair.type)).Bind(pair.deviceId).Bind(pair.folderId).Run();
         if (pair.number) {
@@ -252,21 +264,21 @@ void State::Commit(const Batch& batch) {
         written.Bind(Number(pair.type)).Bind(pair.folderId).Run();
     }
 
-    Statement settle(*m_connection, "DELETE FROM unsettled WHERE type = ? AND id = ?");
-    Statement looked(*m_connection, "DELETE FROM look_again WHERE type = ? AND id = ?");
-    Statement release(*m_connection, "DELETE FROM keepsake WHERE type = ? AND id = ?");
+    Statement settle(Durable(), "DELETE FROM unsettled WHERE type = ? AND id = ?");
+    Statement looked(Durable(), "DELETE FROM look_again WHERE type = ? AND id = ?");
+    Statement release(Durable(), "DELETE FROM keepsake WHERE type = ? AND id = ?");
     for (const auto& [type, id] : batch.settledOnDevice) {
         settle.Bind(Number(type)).Bind(id).Run();
         looked.Bind(Number(type)).Bind(id).Run();
         release.Bind(Number(type)).Bind(id).Run();
     }
-    Statement again(*m_connection, "INSERT OR IGNORE INTO look_again (type, id) VALUES (?, ?)");
+    Statement again(Durable(), "INSERT OR IGNORE INTO look_again (type, id) VALUES (?, ?)");
     for (const auto& [type, id] : batch.lookAgainOnDevice) again.Bind(Number(type)).Bind(id).Run();
 
-    Statement settleConflict(*m_connection, "DELETE FROM conflict WHERE type = ? AND key = ?");
+    Statement settleConflict(Durable(), "DELETE FROM conflict WHERE type = ? AND key = ?");
     for (const auto& [type, key] : batch.settledConflicts) settleConflict.Bind(Number(type)).Bind(key).Run();
     Statement wait(
-        *m_connection,
+        Durable(),
         "INSERT INTO conflict (type, key, device_id, folder_id, title, text, fields) VALUES (?, ?, ?, ?, ?, ?, ?) "
         "ON CONFLICT (type, key) DO UPDATE SET device_id = excluded.device_id, folder_id = excluded.folder_id, "
         "title = excluded.title, text = excluded.text, fields = excluded.fields");
@@ -290,7 +302,7 @@ std::vector<WaitingConflict> State::Conflicts() {
 }
 
 void State::Choose(const WaitingConflict& conflict, const std::string& choice) {
-    Statement(*m_connection, "UPDATE conflict SET choice = ? WHERE type = ? AND key = ?")
+    Statement(Durable(), "UPDATE conflict SET choice = ? WHERE type = ? AND key = ?")
         .Bind(choice)
         .Bind(Number(conflict.type))
         .Bind(ConflictKey(conflict))
@@ -298,7 +310,7 @@ void State::Choose(const WaitingConflict& conflict, const std::string& choice) {
 }
 
 void State::Keep(ItemType type, const std::string& id, const std::string& what) {
-    Statement(*m_connection, "INSERT OR REPLACE INTO keepsake (type, id, what) VALUES (?, ?, ?)")
+    Statement(Durable(), "INSERT OR REPLACE INTO keepsake (type, id, what) VALUES (?, ?, ?)")
         .Bind(Number(type))
         .Bind(id)
         .BindBlob(what)
@@ -316,7 +328,7 @@ std::string State::Note(const std::string& name) {
 }
 
 void State::SetNote(const std::string& name, const std::string& value) {
-    Statement(*m_connection, "INSERT OR REPLACE INTO about (name, value) VALUES (?, ?)").Bind(name).Bind(value).Run();
+    Statement(Durable(), "INSERT OR REPLACE INTO about (name, value) VALUES (?, ?)").Bind(name).Bind(value).Run();
 }
 
 void State::ForEachCached(const std::function<void(std::string name, std::string facts)>& take) {
@@ -329,10 +341,11 @@ void State::ForEachCached(const std::function<void(std::string name, std::string
 void State::ReplaceCached(const std::vector<std::pair<std::string, std::string>>& changed,
                           const std::vector<std::string>& removed) {
     if (changed.empty() && removed.empty()) return;
-    Transaction transaction(*m_connection);
-    Statement put(*m_connection, "INSERT OR REPLACE INTO cache (name, facts) VALUES (?, ?)");
+    Sqlite& connection = Relaxed();
+    Transaction transaction(connection);
+    Statement put(connection, "INSERT OR REPLACE INTO cache (name, facts) VALUES (?, ?)");
     for (const auto& [name, facts] : changed) put.Bind(name).BindBlob(facts).Run();
-    Statement remove(*m_connection, "DELETE FROM cache WHERE name = ?");
+    Statement remove(connection, "DELETE FROM cache WHERE name = ?");
     for (const std::string& name : removed) remove.Bind(name).Run();
     transaction.Commit();
 }
@@ -346,6 +359,7 @@ void State::CopyTo(const std::filesystem::path& file) {
     if (result != SQLITE_DONE) {
         throw StateError("cannot copy the state to " + file.string() + ": " + sqlite3_errstr(result));
     }
+    sqlite3_db_release_memory(m_connection->Handle());
 }
 
 }  // namespace kez::sync

@@ -5,6 +5,7 @@
 // durability it also survives a power cut.
 #pragma once
 
+#include <algorithm>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -72,7 +73,10 @@ struct Batch {
     std::vector<std::pair<ItemType, std::string>> lookAgainOnDevice;  // settled, and to be compared in the next pass
     std::vector<WaitingConflict> waiting;
     std::vector<std::pair<ItemType, std::string>> settledConflicts;  // by device identifier, or "folder:" + folder's
-    std::size_t Size() const { return agreed.size() + forgotten.size() + settledOnDevice.size() + waiting.size(); }
+    // Items; most of them are settled on the device as well.
+    std::size_t Size() const {
+        return std::max(agreed.size() + forgotten.size() + waiting.size(), settledOnDevice.size());
+    }
 };
 
 class State : public Keepsakes {
@@ -116,7 +120,8 @@ class State : public Keepsakes {
     std::string Note(const std::string& name);
     void SetNote(const std::string& name, const std::string& value);
 
-    // A table of facts about the folder's files, as its store wants to find them again.
+    // A table of facts about the folder's files, as its store wants to find them again. A power cut may take what was
+    // not followed by a commit.
     void ForEachCached(const std::function<void(std::string name, std::string facts)>& take);
     void ReplaceCached(const std::vector<std::pair<std::string, std::string>>& changed,
                        const std::vector<std::string>& removed);
@@ -125,8 +130,13 @@ class State : public Keepsakes {
     void CopyTo(const std::filesystem::path& file);
 
  private:
+    Sqlite& Durable();  // for who writes what a power cut is not to take
+    Sqlite& Relaxed();  // for who writes what only has to survive the process
+
     std::unique_ptr<Sqlite> m_connection;
+    std::unique_ptr<Statement> m_noteWriting;  // one for each item
     bool m_durable;
+    bool m_relaxed = false;  // what is committed now would survive the process, not a power cut
     bool m_isNew = false;
 };
 
