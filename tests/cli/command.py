@@ -13,6 +13,7 @@ import signal
 import sqlite3
 import subprocess
 import tempfile
+import time
 import unittest
 
 KEZSYNC = os.environ["KEZSYNC"]

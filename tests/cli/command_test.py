@@ -89,17 +89,23 @@ class Scratch(CommandTest):
         return list(self.place.glob("kezsync-scratch-*"))
 
     def start(self, *words):
-        """A run that stands still in the middle of its work."""
+        """A run that stands still in the middle of its work: it waits for the state, which is let go when it is stopped."""
+        [state] = self.folder.glob(".kezsync-*.db")
+        holder = sqlite3.connect(state, isolation_level=None)
+        holder.execute("PRAGMA locking_mode=EXCLUSIVE")
+        holder.execute("BEGIN IMMEDIATE")
         process = subprocess.Popen([KEZSYNC, *words], env=self.environment, stdout=subprocess.DEVNULL)
         self.addCleanup(process.wait)
         self.addCleanup(process.kill)
         while not self.folders():
             self.assertIsNone(process.poll())
+            time.sleep(0.001)
         process.send_signal(signal.SIGSTOP)
+        holder.close()
         return process
 
     def test_goes_when_its_run_is_killed_and_another_comes(self):
-        self.people(*(f"Person N{number:03}" for number in range(200)))
+        self.people("Ada Lovelace")
         for words in (["sync", self.folder, "--dry-run"], ["status", self.folder]):
             self.sync()
             process = self.start(*words)
