@@ -152,8 +152,7 @@ std::unordered_map<std::string, CachedFile>& FolderStore::Cache() {
     return *m_loaded;
 }
 
-CachedFile FolderStore::Describe(const std::string& id, const FileContent& content) const {
-    FileReading reading = FormatOf(id)->Read(content.bytes, id);
+CachedFile FolderStore::Describe(const FileReading& reading, const FileContent& content) const {
     return {content.stamp, m_files.Now(),        reading.item.type,    RevisionOf(content.bytes),
             reading.uid,   reading.problem.code, reading.problem.text, SaidChange(content.bytes)};
 }
@@ -212,7 +211,7 @@ Listing FolderStore::List(ItemType type) {
                     file = found->second;  // touched, and says what it said
                     file.stamp = content.stamp;
                 } else {
-                    file = Describe(entry.name, content);
+                    file = Describe(format->Read(content.bytes, entry.name), content);
                     file.saysChangedIsNew = found == cache.end() || found->second.saysChanged != file.saysChanged;
                 }
                 file.checked = before;
@@ -305,6 +304,20 @@ WriteResult FolderStore::Held(const std::string& id, std::string bytes) const {
     return result;
 }
 
+// What was written has taken its place: remembered, so that no listing has to read it.
+WriteResult FolderStore::Placed(const std::string& id, const std::string& bytes) {
+    Settle();
+    FileReading reading = FormatOf(id)->Read(bytes, id);
+    CachedFile file = Describe(reading, {bytes, m_files.Look(PathOf(id)).stamp, 0});
+    WriteResult result;
+    result.id = id;
+    result.revision = file.revision;
+    result.held = std::move(reading.item);
+    Cache()[id] = file;
+    m_cacheChanges.emplace_back(id, std::move(file));
+    return result;
+}
+
 void FolderStore::RemoveLeftovers() {
     if (std::exchange(m_cleaned, true)) return;
     for (const auto& entry : m_files.List(m_folder)) {
@@ -364,12 +377,6 @@ void FolderStore::Settle() {
     if (m_durability == Durability::Item || m_unsynced >= kBatch) SyncFolderNow();
 }
 
-void FolderStore::Remember(const std::string& id, const FileContent& content) {
-    CachedFile file = Describe(id, content);
-    Cache()[id] = file;
-    m_cacheChanges.emplace_back(id, file);
-}
-
 std::string FolderStore::NameFor(const std::string& uid, std::string_view extension, int attempt) {
     std::string base = IsPlainName(uid) ? uid : m_files.RandomName();
     return base + (attempt ? "-" + std::to_string(attempt + 1) : "") + std::string(extension);
@@ -409,9 +416,7 @@ WriteResult FolderStore::Create(const Item& item, const std::string& hint) {
                 continue;
             }
             hidden.clear();
-            Settle();
-            Remember(name, {writing.bytes, m_files.Look(PathOf(name)).stamp, 0});
-            return Held(name, writing.bytes);
+            return Placed(name, writing.bytes);
         }
     } catch (const FileError& error) {
         try {
@@ -447,9 +452,7 @@ WriteResult FolderStore::Update(const std::string& id, const Item& wanted, const
         }
         m_files.Rename(hidden, PathOf(id));
         hidden.clear();
-        Settle();
-        Remember(id, {writing.bytes, m_files.Look(PathOf(id)).stamp, 0});
-        return Held(id, writing.bytes);
+        return Placed(id, writing.bytes);
     } catch (const FileError& error) {
         try {
             if (!hidden.empty()) m_files.Remove(hidden);

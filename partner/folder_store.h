@@ -66,8 +66,7 @@ class FolderStore : public sync::Store {
     sync::Problem CheckId(const std::string& id) const;
     void CheckFolder() const;
     std::unordered_map<std::string, CachedFile>& Cache();
-    CachedFile Describe(const std::string& id, const FileContent& content) const;
-    void Remember(const std::string& id, const FileContent& content);
+    CachedFile Describe(const FileReading& reading, const FileContent& content) const;
     void Forget(const std::string& id);
     void RemoveLeftovers();
     std::string WriteHidden(const std::string& bytes, std::uint32_t mode);
@@ -77,6 +76,7 @@ class FolderStore : public sync::Store {
     std::string TimeText() const;
     sync::WriteResult Failure(sync::ProblemCode code, std::string text, const std::string& id) const;
     sync::WriteResult Held(const std::string& id, std::string bytes) const;
+    sync::WriteResult Placed(const std::string& id, const std::string& bytes);
 
     std::string m_folder;
     std::string m_identity;
