@@ -8,7 +8,7 @@ namespace kez::propertydb {
 namespace {
 
 constexpr std::size_t kFewSeeks = 64;
-constexpr std::size_t kShare = 5;                      // one of so many records was sought
+constexpr std::size_t kShare = 50;                     // one of so many records was sought
 constexpr std::uint64_t kMostBytes = 8 * 1024 * 1024;  // of a database's values
 
 }  // namespace

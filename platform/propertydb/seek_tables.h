@@ -1,7 +1,7 @@
 // Small databases in memory, for someone who seeks one record after another. A seek by itself costs mostly the locks
-// that SQLite takes around it; who seeks a fifth of a database's records while nothing changes is likely to go on,
-// and then reading all of them once is cheaper. What was read is good while the connection's stamp stands, so that it
-// never differs from what a seek would find now.
+// that SQLite takes around it, many times what reading a record in a row costs; who seeks one in fifty of a
+// database's records while nothing changes is likely to go on, and then reading all of them once is cheaper. What was
+// read is good while the connection's stamp stands, so that it never differs from what a seek would find now.
 //
 // Part of a connection; its mutex guards it.
 #pragma once
