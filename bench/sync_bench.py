@@ -2,6 +2,7 @@
 """First, unchanged and 1-percent-changed synchronisation of contacts: time and peak memory, beside other programs.
 
 usage: sync_bench.py KEZSYNC [--items N[,N...]] [--place FOLDER[,FOLDER...]] [--pictures] [--programs NAME[,NAME...]]
+                      [--rounds N]
 
 kezsync brings a folder and a new device into agreement ("first" from the files to the device, "to files" from another
 device to an empty folder); vdirsyncer and unison do the same with two local folders, in the same run, with the same
@@ -10,6 +11,9 @@ does it.
 A program that is not installed is left out, and said to be. One line each: seconds on the wall, seconds of the
 processor, peak memory in MiB, microseconds an item. Build with optimisation; give a place on a disk and one on tmpfs.
 With --pictures every tenth card has one of 20 KB.
+
+"Unchanged" and "1 percent" are medians of some rounds in which all programs take turns, because the speed of a shared
+machine drifts: the ratios that follow are of runs of one round.
 """
 import argparse
 import base64
@@ -17,6 +21,7 @@ import os
 import random
 import pathlib
 import shutil
+import statistics
 import subprocess
 import sys
 import tempfile
@@ -29,9 +34,9 @@ def picture(n):
     return "PHOTO;ENCODING=b;TYPE=JPEG:" + "\r\n ".join(lines) + "\r\n"
 
 
-def card(n, changed=False, pictures=False):
+def card(n, edition=0, pictures=False):
     return (f"BEGIN:VCARD\r\nVERSION:3.0\r\nUID:bench-{n}\r\nFN:First{n} Last{n}\r\nN:Last{n};First{n};;;\r\n"
-            f"TEL;TYPE=CELL:+49 17{int(changed)} {n:07}\r\nEMAIL;TYPE=INTERNET:first{n}@example.org\r\n"
+            f"TEL;TYPE=CELL:+49 17{edition % 10} {n:07}\r\nEMAIL;TYPE=INTERNET:first{n}@example.org\r\n"
             f"ADR;TYPE=HOME:;;{n} High Street;Town {n % 97};;{n:05};Country\r\nORG:Company {n % 31}\r\n"
             f"TITLE:Engineer\r\nNOTE:Met at place {n % 13}.\r\n{picture(n) if pictures and n % 10 == 0 else ''}"
             "END:VCARD\r\n")
@@ -43,9 +48,9 @@ def fill(folder, items, pictures):
         (folder / f"bench-{n}.vcf").write_bytes(card(n, pictures=pictures).encode())
 
 
-def change_one_percent(folder, items, pictures):
+def change_one_percent(folder, items, pictures, edition):
     for n in range(0, items, 100):
-        (folder / f"bench-{n}.vcf").write_bytes(card(n, changed=True, pictures=pictures).encode())
+        (folder / f"bench-{n}.vcf").write_bytes(card(n, edition, pictures).encode())
 
 
 def write_bare(source, target):
@@ -105,6 +110,7 @@ def main():
     parser.add_argument("--items", default="1000,10000")
     parser.add_argument("--place", default=tempfile.gettempdir())
     parser.add_argument("--pictures", action="store_true")
+    parser.add_argument("--rounds", type=int, default=5)
     parser.add_argument("--programs", default="bare,kezsync,vdirsyncer,unison")
     options = parser.parse_args()
     programs = {"kezsync": lambda place: kezsync(options.kezsync, place), "vdirsyncer": vdirsyncer, "unison": unison}
@@ -121,24 +127,41 @@ def main():
                       f"{'' if memory is None else f'{memory:.1f}':>7} MiB {seconds * 1e6 / items:8.1f} us/item",
                       flush=True)
 
-            for name in (name for name in programs if name in wanted):
-                with tempfile.TemporaryDirectory(prefix="kezsync-bench-", dir=where) as folder:
-                    place = pathlib.Path(folder)
+            with tempfile.TemporaryDirectory(prefix="kezsync-bench-", dir=where) as folder:
+                commands = {}
+                for name in (name for name in programs if name in wanted):
+                    place = pathlib.Path(folder) / name
                     fill(place / "a", items, options.pictures)
-                    command, environment = programs[name](place)
-                    for case in ("first", "unchanged", "1 percent"):
-                        if case == "unchanged":
-                            # Files that were written a moment ago are looked at again, by all three.
-                            time.sleep(1.1)
-                            measured(command, environment)
-                        if case == "1 percent":
-                            change_one_percent(place / "a", items, options.pictures)
-                        say(name, case, *measured(command, environment))
-                    if name == "kezsync":
-                        say(name, "to files", *measured([options.kezsync, "sync", "--device", place / "device",
-                                                         place / "c", "--partner", "2", "--quiet"], {}))
-                        if "bare" in wanted:
-                            say("bare", "writing", *write_bare(place / "c", place / "d"))
+                    commands[name] = programs[name](place)
+                    say(name, "first", *measured(*commands[name]))
+                place = pathlib.Path(folder) / "kezsync"
+                if "kezsync" in commands:
+                    say("kezsync", "to files", *measured([options.kezsync, "sync", "--device", place / "device",
+                                                          place / "c", "--partner", "2", "--quiet"], {}))
+                    if "bare" in wanted:
+                        say("bare", "writing", *write_bare(place / "c", place / "d"))
+                take_turns(pathlib.Path(folder), commands, items, options, say)
+
+
+def take_turns(folder, commands, items, options, say):
+    seen = {name: {"unchanged": [], "1 percent": []} for name in commands}
+    # Files that were written a moment ago are looked at again, by all three.
+    time.sleep(1.1)
+    for edition in range(1, options.rounds + 1):
+        for name, command in commands.items():
+            measured(*command)
+            seen[name]["unchanged"].append(measured(*command))
+            change_one_percent(folder / name / "a", items, options.pictures, edition)
+            seen[name]["1 percent"].append(measured(*command))
+    for name, cases in seen.items():
+        for case, runs in cases.items():
+            say(name, case, *(statistics.median(figure) for figure in zip(*runs)))
+    if "kezsync" in seen and "unison" in seen:
+        for case in ("unchanged", "1 percent"):
+            ratios = sorted(ours[0] / theirs[0]
+                            for ours, theirs in zip(seen["kezsync"][case], seen["unison"]["unchanged"]))
+            print(f"  {case} beside Unison's unchanged: {statistics.median(ratios):.2f} "
+                  f"({ratios[0]:.2f} to {ratios[-1]:.2f})", flush=True)
 
 
 if __name__ == "__main__":
