@@ -64,6 +64,7 @@ class StateCopy {
         const fs::path copy = m_place.Path() / "state.db";
         if (fs::exists(file)) sync::CopyDatabase(file.string(), copy.string());
         m_state = std::make_unique<sync::State>(copy, device, folder, false);
+        m_state->ForgetLooksAgain();
     }
     StateCopy(const StateCopy&) = delete;
     StateCopy& operator=(const StateCopy&) = delete;

@@ -176,6 +176,8 @@ std::set<std::string> State::Unsettled(ItemType type) {
     return ids;
 }
 
+void State::ForgetLooksAgain() { Durable().Execute("DELETE FROM look_again"); }
+
 std::vector<Pair> State::Pairs(ItemType type) {
     std::vector<Pair> pairs;
     pairs.reserve(CountPairs(type));

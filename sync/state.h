@@ -95,6 +95,9 @@ class State : public Keepsakes {
     void EndListing(ItemType type, const std::vector<std::string>& changed);
     // Identifiers listed as changed and not settled since, or to be looked at again.
     std::set<std::string> Unsettled(ItemType type);
+    // Nothing is to be looked at again that was not listed as changed: for who only tells what is known to have
+    // changed.
+    void ForgetLooksAgain();
 
     std::vector<Pair> Pairs(ItemType type);
     std::size_t CountPairs(ItemType type);

@@ -176,6 +176,16 @@ class Status(CommandTest):
             "1 unchanged, 0 conflicts wait\n",
         )
 
+    def test_of_what_a_synchronisation_wrote_is_empty_as_well(self):
+        self.people("Ada Lovelace")
+        self.sync()
+        self.edit("Ada Lovelace", "END:VCARD", "TITLE:Countess\r\nEND:VCARD")
+        self.assertEqual(self.sync()["summary"]["sent"], 1)
+        self.assertEqual(self.json("status", self.folder)["items"], [])
+        self.run_command("set", self.oid("Ada Lovelace"), "JobTitle=Poet")
+        [item] = self.json("status", self.folder)["items"]
+        self.assertEqual((item["side"], item["change"]), ("device", "changed"))
+
     def test_before_the_first_synchronisation_everything_is_new(self):
         self.people("Ada Lovelace")
         self.write("folder/b.vcf", card("Alan Turing"))
