@@ -4,6 +4,8 @@
 #include <charconv>
 #include <cstdio>
 #include <functional>
+#include <optional>
+#include <stdexcept>
 #include <vector>
 
 #include "cli/owner.h"
@@ -496,9 +498,10 @@ std::vector<std::string> SplitAt(const std::string& text, const std::string& sep
 }  // namespace
 
 std::string Utf8(LPCWSTR text) {
-    std::string utf8 = engine::Utf8(text);
-    std::erase(utf8, '\r');
-    return utf8;
+    std::optional<std::string> utf8 = engine::Utf8(text);
+    if (!utf8) throw std::runtime_error("a text of the device cannot be converted");
+    std::erase(*utf8, '\r');
+    return *std::move(utf8);
 }
 
 std::u16string DeviceText(const std::string& text) {

@@ -6,12 +6,12 @@
 
 namespace kez::engine {
 
-std::string Utf8(const WCHAR* text) {
-    if (!text) return {};
+std::optional<std::string> Utf8(const WCHAR* text) {
+    if (!text || !*text) return std::string();
     const INT size = WideCharToMultiByte(CP_UTF8, 0, text, -1, nullptr, 0, nullptr, nullptr);
-    if (size <= 1) return {};
+    if (size == 0) return std::nullopt;
     std::string utf8(static_cast<std::size_t>(size), '\0');
-    WideCharToMultiByte(CP_UTF8, 0, text, -1, utf8.data(), size, nullptr, nullptr);
+    if (WideCharToMultiByte(CP_UTF8, 0, text, -1, utf8.data(), size, nullptr, nullptr) != size) return std::nullopt;
     utf8.pop_back();  // the terminator
     return utf8;
 }
@@ -40,7 +40,10 @@ std::optional<std::string> RecipientsText(IAppointment& appointment) {
             return std::nullopt;
         }
         if (SysStringLen(name.Get()) == 0 || SysStringLen(address.Get()) == 0) continue;
-        text += Utf8(name.Get()) + ";" + Utf8(address.Get());
+        const std::optional<std::string> nameText = Utf8(name.Get());
+        const std::optional<std::string> addressText = Utf8(address.Get());
+        if (!nameText || !addressText) return std::nullopt;
+        text += *nameText + ";" + *addressText;
         if (i != count) text += ";";
     }
     return text;

@@ -8,7 +8,8 @@
 
 namespace kez::engine {
 
-std::string Utf8(const WCHAR* text);  // "" for null
+// "" for null. Nothing where the platform does not convert it (no memory): that is not the same as an empty text.
+std::optional<std::string> Utf8(const WCHAR* text);
 
 // "YYYY-MM-DD hh:mm:ss"; "" for no date and for one that cannot be.
 std::string DateText(DATE date);

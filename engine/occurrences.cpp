@@ -36,7 +36,9 @@ std::string Serialised(IAppointment& appointment) {
     auto textOf = [&](HRESULT (IAppointment::*get)(BSTR*)) {
         AutomationString value;
         Demand((appointment.*get)(value.Out()));
-        return Utf8(value.Get());
+        const std::optional<std::string> utf8 = Utf8(value.Get());
+        if (!utf8) throw Unreadable{};
+        return *utf8;
     };
     auto numberOf = [&](HRESULT (IAppointment::*get)(LONG*)) {
         LONG value = 0;

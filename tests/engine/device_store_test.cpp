@@ -348,6 +348,18 @@ TEST_F(DeviceStoreTest, ModifiedOccurrencesAreKeptBeforeTheyLeaveTheDevice) {
     EXPECT_EQ(again.item.fields, read.item.fields);
 }
 
+TEST_F(DeviceStoreTest, AnOccurrenceWhoseTextCannotBeConvertedStaysOnTheDevice) {
+    LONG oid = 0;
+    WeeklySeries(&oid);
+    for (const std::uint32_t nth : {1u, 2u}) {  // its size, and the text
+        control::PlanFault({"WideCharToMultiByte", nth, 1, ERROR_NOT_ENOUGH_MEMORY});
+        EXPECT_TRUE(store->Read(ItemType::Appointment, std::to_string(oid)).problem) << nth;
+        control::ClearFaults();
+        EXPECT_THAT(ModifiedOccurrences(static_cast<CEOID>(oid)).value(), SizeIs(1)) << nth;
+    }
+    EXPECT_THAT(keepsakes.kept, IsEmpty());
+}
+
 TEST_F(DeviceStoreTest, WhatWasKeptAndWhatWasChangedSinceAreGivenTogether) {
     LONG oid = 0;
     const ComPtr<IAppointment> series = WeeklySeries(&oid);
