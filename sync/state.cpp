@@ -107,6 +107,7 @@ State::State(const std::filesystem::path& file, const std::string& deviceIdentit
     : m_durable(durable) {
     try {
         m_connection = std::make_unique<Sqlite>(file.string());
+        // Each row is read once and written once: a megabyte of pages is enough.
         m_connection->Execute("PRAGMA journal_mode=WAL; PRAGMA cache_size=-1000");
         m_connection->Execute(durable ? "PRAGMA synchronous=FULL" : "PRAGMA synchronous=OFF");
         {
