@@ -88,6 +88,15 @@ class Scratch(CommandTest):
     def folders(self):
         return list(self.place.glob("kezsync-scratch-*"))
 
+    def is_locked_by(self, process, folder):
+        """Asked of the system, since a lock of one's own would drive the process to another folder."""
+        files = pathlib.Path(f"/proc/{process.pid}/fd")
+        try:
+            return any(os.readlink(file) == str(folder) and
+                       "FLOCK" in (files.parent / "fdinfo" / file.name).read_text() for file in files.iterdir())
+        except FileNotFoundError:
+            return False  # closed between two looks
+
     def start(self, *words):
         """A run that stands still in the middle of its work: it waits for the state, which is let go when it is stopped."""
         [state] = self.folder.glob(".kezsync-*.db")
@@ -97,7 +106,7 @@ class Scratch(CommandTest):
         process = subprocess.Popen([KEZSYNC, *words], env=self.environment, stdout=subprocess.DEVNULL)
         self.addCleanup(process.wait)
         self.addCleanup(process.kill)
-        while not self.folders():
+        while not any(self.is_locked_by(process, folder) for folder in self.folders()):
             self.assertIsNone(process.poll())
             time.sleep(0.001)
         process.send_signal(signal.SIGSTOP)
