@@ -86,10 +86,10 @@ sync::ConflictPolicy PolicyOf(const std::string& name) {
 
 }  // namespace
 
-std::unordered_map<std::string, partner::CachedFile> StateCache::Load() {
-    std::unordered_map<std::string, partner::CachedFile> files;
+partner::CachedFiles StateCache::Load() {
+    partner::CachedFiles files;
     m_state.ForEachCached([&](std::string name, const std::string& facts) {
-        if (auto file = Unpacked(facts)) files.emplace(std::move(name), std::move(*file));
+        if (auto file = Unpacked(facts)) files.emplace_hint(files.end(), std::move(name), std::move(*file));
     });
     return files;
 }

@@ -32,7 +32,7 @@ class PairingRefused : public std::runtime_error {
 class StateCache : public partner::FolderCache {
  public:
     explicit StateCache(sync::State& state) : m_state(state) {}
-    std::unordered_map<std::string, partner::CachedFile> Load() override;
+    partner::CachedFiles Load() override;
     void Save(const std::vector<std::pair<std::string, std::optional<partner::CachedFile>>>& changes) override;
 
  private:

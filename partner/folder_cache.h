@@ -2,9 +2,9 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
-#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -26,18 +26,20 @@ struct CachedFile {
     bool operator==(const CachedFile&) const = default;
 };
 
+using CachedFiles = std::map<std::string, CachedFile>;  // by file name
+
 // Kept for one folder by its owner (the agreement's state). A cache that lost something costs time, nothing else.
 class FolderCache {
  public:
     virtual ~FolderCache() = default;
-    virtual std::unordered_map<std::string, CachedFile> Load() = 0;  // by file name
+    virtual CachedFiles Load() = 0;
     // Files whose entry changed; nothing for those that went.
     virtual void Save(const std::vector<std::pair<std::string, std::optional<CachedFile>>>& changes) = 0;
 };
 
 class MemoryFolderCache : public FolderCache {
  public:
-    std::unordered_map<std::string, CachedFile> Load() override { return m_files; }
+    CachedFiles Load() override { return m_files; }
     void Save(const std::vector<std::pair<std::string, std::optional<CachedFile>>>& changes) override {
         for (const auto& [name, file] : changes) {
             if (file)
@@ -48,7 +50,7 @@ class MemoryFolderCache : public FolderCache {
     }
 
  private:
-    std::unordered_map<std::string, CachedFile> m_files;
+    CachedFiles m_files;
 };
 
 }  // namespace kez::partner

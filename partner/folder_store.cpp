@@ -5,6 +5,7 @@
 #include <charconv>
 #include <cstdio>
 #include <filesystem>
+#include <unordered_map>
 #include <utility>
 
 #include "partner/content_lines.h"
@@ -65,6 +66,33 @@ ItemType FirstType(const ItemFormat& format) {
 
 std::shared_ptr<const Problem> Trouble(ProblemCode code, std::string text, std::string where) {
     return std::make_shared<const Problem>(Problem{code, std::move(text), std::move(where)});
+}
+
+bool IsNamedBy(const Listed& item, std::string_view extension) {
+    const std::string_view name = item.id;
+    return name.size() == item.hint.size() + extension.size() && name.starts_with(item.hint) &&
+           name.ends_with(extension);
+}
+
+// Of several files with one UID the first is the item. Two files cannot both be named by it: only the UIDs of files
+// that are not have to be looked for.
+void RefuseSecondUses(std::vector<Listed>& items, std::string_view extension) {
+    const auto hasUid = [](const Listed& item) { return !item.problem && !item.hint.empty(); };
+    std::unordered_map<std::string_view, const Listed*> uses;  // to the first
+    for (const Listed& item : items) {
+        if (hasUid(item) && !IsNamedBy(item, extension)) uses.emplace(item.hint, nullptr);
+    }
+    if (uses.empty()) return;
+    for (Listed& item : items) {
+        if (!hasUid(item)) continue;
+        const auto use = uses.find(item.hint);
+        if (use == uses.end()) continue;
+        if (!use->second) {
+            use->second = &item;
+        } else {
+            item.problem = Trouble(ProblemCode::Duplicate, use->second->id + " has the same UID " + item.hint, item.id);
+        }
+    }
 }
 
 constexpr const char* kLinkText = "it is a symbolic link, which is not followed";
@@ -129,6 +157,12 @@ const ItemFormat* FolderStore::FormatOf(std::string_view name) const {
     return nullptr;
 }
 
+std::string_view FolderStore::ExtensionOf(ItemType type) const {
+    for (const ItemFormat* format : m_formats)
+        if (format->Holds(type)) return format->Extension();
+    return {};
+}
+
 Problem FolderStore::CheckId(const std::string& id) const {
     if (!FormatOf(id) || id.find('/') != std::string::npos || id.find('\0') != std::string::npos)
         return {ProblemCode::Refused, "it is no name of an item's file in " + m_folder, id};
@@ -147,7 +181,7 @@ bool FolderStore::Holds(ItemType type) const {
                        [&](const ItemFormat* format) { return format->Holds(type); });
 }
 
-std::unordered_map<std::string, CachedFile>& FolderStore::Cache() {
+CachedFiles& FolderStore::Cache() {
     if (!m_loaded) m_loaded = m_cache.Load();
     return *m_loaded;
 }
@@ -185,12 +219,16 @@ Listing FolderStore::List(ItemType type) {
              "the marker file is gone: is this still the same folder, or a file system not mounted?", kMarkerName});
     }
 
+    // What is there and what is remembered are walked side by side: both are in the order of names.
     auto& cache = Cache();
+    auto known = cache.begin();
+    std::vector<std::string> gone;
+    const auto passTo = [&](const std::string* name) {
+        for (; known != cache.end() && (!name || known->first < *name); ++known)
+            if (isOfType(known->first)) gone.push_back(known->first);
+    };
     listing.items.reserve(entries.size());
-    std::unordered_map<std::string_view, const FileEntry*> uids;  // to the first file that has it
-    uids.reserve(entries.size());
-    std::size_t seen = 0;
-    for (const auto& entry : entries) {
+    for (auto& entry : entries) {
         const ItemFormat* format = FormatOf(entry.name);
         if (!format || entry.kind == FileKind::Folder || entry.kind == FileKind::Other) continue;
         if (entry.kind == FileKind::Link) {
@@ -199,7 +237,8 @@ Listing FolderStore::List(ItemType type) {
                     {entry.name, "", {}, "", Trouble(ProblemCode::Unreadable, kLinkText, entry.name)});
             continue;
         }
-        auto found = cache.find(entry.name);
+        passTo(&entry.name);
+        auto found = known != cache.end() && known->first == entry.name ? known++ : cache.end();
         if (found == cache.end() || found->second.stamp != entry.stamp || !HidesNothing(found->second)) {
             if (!format->Holds(type)) continue;  // read when its type is listed
             try {
@@ -215,7 +254,7 @@ Listing FolderStore::List(ItemType type) {
                     file.saysChangedIsNew = found == cache.end() || found->second.saysChanged != file.saysChanged;
                 }
                 file.checked = before;
-                found = cache.insert_or_assign(entry.name, file).first;
+                found = cache.insert_or_assign(known, entry.name, file);  // before the next one that is known
                 m_cacheChanges.emplace_back(entry.name, std::move(file));
                 if (m_cacheChanges.size() >= kMaxUnsaved) m_cache.Save(std::exchange(m_cacheChanges, {}));
             } catch (const FileError& error) {
@@ -223,37 +262,18 @@ Listing FolderStore::List(ItemType type) {
                 if (FirstType(*format) == type)
                     listing.items.push_back(
                         {entry.name, "", {}, "", Trouble(ProblemCode::Failed, error.what(), entry.name)});
-                seen++;
                 continue;
             }
         }
-        seen++;
         const CachedFile& file = found->second;
         if (file.type != type) continue;
-        Listed item{entry.name, file.revision, {}, file.uid, {}};
-        if (file.problem != ProblemCode::None) {
-            item.problem = Trouble(file.problem, file.problemText, entry.name);
-        } else if (!file.uid.empty()) {
-            auto [first, isFirst] = uids.emplace(file.uid, &entry);
-            if (!isFirst)
-                item.problem =
-                    Trouble(ProblemCode::Duplicate, first->second->name + " has the same UID " + file.uid, entry.name);
-        }
+        Listed item{std::move(entry.name), file.revision, {}, file.uid, {}};
+        if (file.problem != ProblemCode::None) item.problem = Trouble(file.problem, file.problemText, item.id);
         listing.items.push_back(std::move(item));
     }
-    const auto known =
-        std::count_if(cache.begin(), cache.end(), [&](const auto& file) { return isOfType(file.first); });
-    // Fewer than are remembered: some went.
-    if (static_cast<std::size_t>(known) > seen) {
-        std::vector<std::string> gone;
-        for (const auto& [name, file] : cache) {
-            if (!isOfType(name)) continue;
-            auto at = std::lower_bound(entries.begin(), entries.end(), name,
-                                       [](const FileEntry& entry, const std::string& n) { return entry.name < n; });
-            if (at == entries.end() || at->name != name) gone.push_back(name);
-        }
-        for (const auto& name : gone) Forget(name);
-    }
+    passTo(nullptr);
+    for (const auto& name : gone) Forget(name);
+    RefuseSecondUses(listing.items, ExtensionOf(type));
     if (!m_cacheChanges.empty()) m_cache.Save(std::exchange(m_cacheChanges, {}));
     return listing;
 }

@@ -12,7 +12,6 @@
 
 #include <optional>
 #include <string>
-#include <unordered_map>
 #include <vector>
 
 #include "partner/file_layer.h"
@@ -62,10 +61,11 @@ class FolderStore : public sync::Store {
     using Changes = std::vector<std::pair<std::string, std::optional<CachedFile>>>;
 
     const ItemFormat* FormatOf(std::string_view name) const;
+    std::string_view ExtensionOf(sync::ItemType type) const;
     std::string PathOf(const std::string& id) const { return m_folder + "/" + id; }
     sync::Problem CheckId(const std::string& id) const;
     void CheckFolder() const;
-    std::unordered_map<std::string, CachedFile>& Cache();
+    CachedFiles& Cache();
     CachedFile Describe(const FileReading& reading, const FileContent& content) const;
     void Forget(const std::string& id);
     void RemoveLeftovers();
@@ -85,7 +85,7 @@ class FolderStore : public sync::Store {
     FileLayer& m_files;
     FolderCache& m_cache;
     Durability m_durability;
-    std::optional<std::unordered_map<std::string, CachedFile>> m_loaded;
+    std::optional<CachedFiles> m_loaded;
     Changes m_cacheChanges;
     int m_unsynced = 0;
     int m_written = 0;

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <chrono>
-#include <unordered_map>
 
+#include "sync/listing_index.h"
 #include "sync/match.h"
 #include "sync/merge.h"
 
@@ -111,34 +111,24 @@ void Agreement::PlanType(ItemType type, Plan& plan, std::map<ItemType, std::pair
     plan.findings.insert(plan.findings.end(), onDevice.findings.begin(), onDevice.findings.end());
     plan.findings.insert(plan.findings.end(), inFolder.findings.begin(), inFolder.findings.end());
 
-    // Both know the items by texts of the listings. What of these becomes a step is moved, not copied: many small holes
-    // left between what stays would make each later allocation a miss of the processor's cache.
-    std::unordered_map<std::string_view, const sync::Listed*> device;
-    device.reserve(onDevice.items.size());
-    for (const sync::Listed& item : onDevice.items) device.emplace(item.id, &item);
-    std::unordered_map<std::string_view, sync::Listed*> folder;
-    folder.reserve(inFolder.items.size());
-    for (sync::Listed& item : inFolder.items) {
-        folder.emplace(item.id, &item);
+    for (const sync::Listed& item : inFolder.items) {
         if (item.hint.starts_with(kSecondCopy)) plan.secondCopies[type].emplace(item.hint, item.id);
     }
+    ListingIndex device(onDevice.items);
+    ListingIndex folder(inFolder.items);
 
     auto& [leftOnDevice, leftInFolder] = left[type];
     for (Pair& pair : pairs) {
         Seen seenOnDevice = Seen::Gone;
-        if (const auto found = device.find(pair.deviceId); found != device.end()) {
-            const sync::Listed& item = *found->second;
-            const bool revised = !item.revision.empty() && item.revision != pair.deviceRevision;
-            seenOnDevice = revised || unsettled.count(item.id) ? Seen::Changed : Seen::Same;
-            device.erase(found);
+        if (const sync::Listed* item = device.Take(pair.deviceId)) {
+            const bool revised = !item->revision.empty() && item->revision != pair.deviceRevision;
+            seenOnDevice = revised || unsettled.count(item->id) ? Seen::Changed : Seen::Same;
             ++leftOnDevice;
         }
         Seen seenInFolder = Seen::Gone;
-        sync::Listed* folderItem = nullptr;
-        if (const auto found = folder.find(pair.folderId); found != folder.end()) {
-            folderItem = found->second;
+        sync::Listed* folderItem = folder.Take(pair.folderId);
+        if (folderItem) {
             seenInFolder = folderItem->revision == pair.folderRevision ? Seen::Same : Seen::Changed;
-            folder.erase(found);
             ++leftInFolder;
         }
         const Action action = Decide(true, seenOnDevice, seenInFolder);
@@ -172,32 +162,30 @@ void Agreement::PlanType(ItemType type, Plan& plan, std::map<ItemType, std::pair
         }
     }
 
+    // What becomes a step is moved, not copied: many small holes left between what stays would make each later
+    // allocation a miss of the processor's cache.
     std::vector<Step> deviceNew;
-    deviceNew.reserve(device.size());
-    for (sync::Listed& item : onDevice.items) {  // in the order of the listing
-        const auto found = device.find(item.id);
-        if (found == device.end()) continue;
-        device.erase(found);
+    const std::vector<sync::Listed*> newOnDevice = device.Left();
+    deviceNew.reserve(newOnDevice.size());
+    for (sync::Listed* item : newOnDevice) {
         deviceNew.push_back(
-            {type, Decide(false, Seen::New, Seen::Never), kNothingRemembered, std::move(item.id), {}, {}, {}});
+            {type, Decide(false, Seen::New, Seen::Never), kNothingRemembered, std::move(item->id), {}, {}, {}});
     }
     std::vector<Step> folderNew;
-    folderNew.reserve(folder.size());
-    for (sync::Listed& item : inFolder.items) {
-        const auto found = folder.find(item.id);
-        if (found == folder.end()) continue;
-        folder.erase(found);
-        if (item.problem) {
-            plan.entries.push_back({type, Outcome::Unresolved, item.id, {}, item.id, false, {}, *item.problem, {}});
+    const std::vector<sync::Listed*> newInFolder = folder.Left();
+    folderNew.reserve(newInFolder.size());
+    for (sync::Listed* item : newInFolder) {
+        if (item->problem) {
+            plan.entries.push_back({type, Outcome::Unresolved, item->id, {}, item->id, false, {}, *item->problem, {}});
             continue;
         }
         folderNew.push_back({type,
                              Decide(false, Seen::Never, Seen::New),
                              kNothingRemembered,
                              {},
-                             std::move(item.id),
-                             std::move(item.revision),
-                             std::move(item.hint)});
+                             std::move(item->id),
+                             std::move(item->revision),
+                             std::move(item->hint)});
     }
     if (!deviceNew.empty() && !folderNew.empty()) MatchNew(type, deviceNew, folderNew, plan);
     Append(plan.steps, std::move(deviceNew));

@@ -103,6 +103,41 @@ TEST(FolderStore, OneBadFileStopsNothingElse) {
     EXPECT_EQ(book.store->Read(ItemType::Task, "b.vcf").problem.code, ProblemCode::Refused);
 }
 
+TEST(FolderStore, OfFilesWithOneUidTheFirstByNameIsTheItem) {
+    const auto shown = [](std::vector<std::pair<std::string, std::string>> files) {
+        Book book;
+        for (const auto& [name, uid] : files) book.files.Put(name, CardText(uid, "Ada"));
+        return Show(book.Open().List(ItemType::Contact));
+    };
+    EXPECT_EQ(shown({{"1.vcf", "1"}, {"2.vcf", "2"}}), "1.vcf=1|2.vcf=2|");
+    EXPECT_EQ(shown({{"1.vcf", "1"}, {"2.vcf", "1"}}), "1.vcf=1|2.vcf=1!1.vcf has the same UID 1|")
+        << "one is named by it";
+    EXPECT_EQ(shown({{"1.vcf", "2"}, {"2.vcf", "2"}}), "1.vcf=2|2.vcf=2!1.vcf has the same UID 2|")
+        << "the second is named by it";
+    EXPECT_EQ(shown({{"1.VCF", "1"}, {"1.vcf", "1"}}), "1.VCF=1|1.vcf=1!1.VCF has the same UID 1|");
+    EXPECT_EQ(shown({{"a.vcf", "1"}, {"b.vcf", "1"}, {"c.vcf", "1"}}),
+              "a.vcf=1|b.vcf=1!a.vcf has the same UID 1|c.vcf=1!a.vcf has the same UID 1|");
+    EXPECT_EQ(shown({{"a.vcf", ""}, {"b.vcf", ""}}), "a.vcf|b.vcf|") << "no UID is none";
+}
+
+TEST(FolderStore, WhatWentIsForgottenAndWhatWasNotReadIsNot) {
+    Book book;
+    for (const char* name : {"a", "b", "c", "d"}) book.files.Put(std::string(name) + ".vcf", CardText(name, "Ada"));
+    book.Open().List(ItemType::Contact);
+    book.files.Remove(kFolder + "/a.vcf");
+    book.files.Remove(kFolder + "/d.vcf");
+    book.files.Put("aa.vcf", CardText("aa", "Bea"));
+    book.files.Put("c.vcf", CardText("c", "Cleo"));
+    book.files.Put("e.vcf", CardText("e", "Dee"));
+    book.files.before = [](const std::string& call) {
+        if (call == "read c.vcf") throw FileError(EIO, "cannot read c.vcf");
+    };
+    EXPECT_EQ(Show(book.Open().List(ItemType::Contact)), "aa.vcf=aa|b.vcf=b|c.vcf!cannot read c.vcf|e.vcf=e|");
+    std::vector<std::string> known;
+    for (const auto& [name, file] : book.cache.Load()) known.push_back(name);
+    EXPECT_THAT(known, ElementsAre("aa.vcf", "b.vcf", "c.vcf", "e.vcf"));
+}
+
 TEST(FolderStore, NothingOutsideTheFolderIsTouched) {
     Book book;
     book.Open();
