@@ -183,7 +183,7 @@ void Declarations::HowToSynchronise(CLI::App* command, const Words& policies, co
                               "who wins where both sides changed the same field (default: both)"),
           policies);
     OneOf(command->add_option("--durability", options.durability,
-                              "when files are made to survive a power cut (default: batch)"),
+                              "when what is written is made to survive a power cut (default: batch)"),
           {"item", "batch", "none"});
     NumberFrom(command->add_option("--log-level", options.logLevel,
                                    "how much the device's log says from now on: 0 is nothing, 100 everything"),

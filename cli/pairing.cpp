@@ -141,10 +141,13 @@ Pairing::Pairing(const DeviceSession& device, const Common& common, const SyncOp
     m_connection = std::make_unique<engine::Connection>(*m_provider, connection);
     m_deviceStore = std::make_unique<engine::DeviceStore>(*m_connection, m_codec, *m_state, device.ShownAs().string(),
                                                           device.Settings().id);
+    // The provider asks for a flush with each item; what counts is the one before the state is committed.
+    if (m_options.durability != "item") control::SetFlushPolicy(control::FlushPolicy::PutOff);
 }
 
 // The connection ends before the library goes, and both before the locks.
 Pairing::~Pairing() {
+    control::SetFlushPolicy(control::FlushPolicy::AtOnce);
     m_deviceStore.reset();
     m_connection.reset();
     m_provider.reset();

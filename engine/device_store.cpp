@@ -343,8 +343,7 @@ Problem DeviceStore::Delete(ItemType type, const std::string& id, const std::str
 }
 
 void DeviceStore::Flush() {
-    CEGUID volume = m_volume;
-    if (!CeFlushDBVol(&volume)) {
+    if (!CeFlushDBVol(nullptr)) {
         throw sync::StoreError(m_name + ": what was written could not be made durable (error " +
                                std::to_string(GetLastError()) + ")");
     }

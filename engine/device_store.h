@@ -28,7 +28,7 @@ class DeviceStore : public sync::Store {
     sync::WriteResult Update(const std::string& id, const sync::Item& wanted,
                              const std::string& expectedRevision) override;
     sync::Problem Delete(sync::ItemType type, const std::string& id, const std::string& expectedRevision) override;
-    void Flush() override;
+    void Flush() override;  // all volumes of the device, whatever the policy for flushes of one
 
     void BeginPass(sync::ItemType type) override;
     void EndPass(sync::ItemType type) override;

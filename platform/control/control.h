@@ -78,6 +78,17 @@ void RemoveIdleWork(int number);
 void RunIdleWork();
 void SleepByPolicy(std::uint32_t milliseconds);  // what Sleep() does
 
+// --- Flushing ---------------------------------------------------------------------------------------------
+
+// What CeFlushDBVol of one volume does. That of all volumes (null) makes durable what was written whatever the policy,
+// and so does the last unmount of a volume.
+enum class FlushPolicy {
+    AtOnce,  // makes durable what was written
+    PutOff,  // succeeds and leaves it to the next flush of all volumes: for who flushes after several items
+};
+void SetFlushPolicy(FlushPolicy policy);
+FlushPolicy CurrentFlushPolicy();
+
 // --- Time zone --------------------------------------------------------------------------------------------
 
 // Minutes that local time lacks to UTC at `utc` in the device's zone (UTC = local + bias).

@@ -1,9 +1,11 @@
 // CeMountDBVolEx, CeUnmountDBVol, CeFlushDBVol, CeEnumDBVolumes.
 #include <algorithm>
 
+#include "platform/control/control.h"
 #include "platform/propertydb/ce_handles.h"
 
 using namespace kez::propertydb;
+namespace control = kez::control;
 
 BOOL CeMountDBVolEx(CEGUID* volume, LPWSTR path, CEVOLUMEOPTIONS* options, DWORD disposition) {
     return Carry("CeMountDBVolEx", FALSE, [&] {
@@ -29,7 +31,8 @@ BOOL CeFlushDBVol(CEGUID* volume) {
     return Carry("CeFlushDBVol", FALSE, [&] {
         if (volume) {
             Require(!CheckSystemGuid(volume));  // the object store is no volume of this kind
-            VolumeTable::Get().Find(*volume)->Flush();
+            const auto found = VolumeTable::Get().Find(*volume);
+            if (control::CurrentFlushPolicy() == control::FlushPolicy::AtOnce) found->Flush();
         } else {
             for (const auto& mounted : VolumeTable::Get().Mounted()) mounted->Flush();
         }

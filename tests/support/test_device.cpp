@@ -47,6 +47,7 @@ TestDevice::~TestDevice() {
     control::UseRealClock();
     control::SetCurrentBias(std::nullopt);
     control::SetSleepPolicy(control::SleepPolicy::Idle);
+    control::SetFlushPolicy(control::FlushPolicy::AtOnce);
     control::TakeRecordedSleeps();
     g_liveBefore.reset();
 }

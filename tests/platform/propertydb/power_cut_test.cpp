@@ -136,6 +136,31 @@ TEST_F(PowerCut, AFlushSyncsOnceAndOnlyWhereSomethingWasWritten) {
     EXPECT_EQ(forgetful_disk::Syncs(), before + 1);
 }
 
+TEST_F(PowerCut, AFlushThatIsPutOffComesWithThatOfAllVolumes) {
+    control::SetFlushPolicy(control::FlushPolicy::PutOff);
+    const CEOID ann = Add(u"Ann");
+    const std::size_t before = forgetful_disk::Syncs();
+    EXPECT_TRUE(CeFlushDBVol(&m_guid));
+    CEGUID unknown{};
+    EXPECT_FALSE(CeFlushDBVol(&unknown)) << "it still looks at what it is given";
+    EXPECT_EQ(forgetful_disk::Syncs(), before);
+    ASSERT_TRUE(CeFlushDBVol(nullptr));
+    EXPECT_EQ(forgetful_disk::Syncs(), before + 1);
+    Add(u"Bob");
+    EXPECT_TRUE(CeFlushDBVol(&m_guid));
+    EXPECT_EQ(AfterCut(forgetful_disk::CutPower(Nothing)), (Records{{ann, u"Ann"}}));
+}
+
+TEST_F(PowerCut, AFlushThatIsPutOffComesWithTheLastUnmount) {
+    control::SetFlushPolicy(control::FlushPolicy::PutOff);
+    const CEOID ann = Add(u"Ann");
+    ASSERT_TRUE(CeFlushDBVol(&m_guid));
+    ASSERT_TRUE(CeUnmountDBVol(&m_guid));
+    const auto files = forgetful_disk::CutPower(Nothing);
+    m_volume.reset();
+    EXPECT_EQ(AfterCut(files), (Records{{ann, u"Ann"}}));
+}
+
 // The power is cut at calls of chance in the middle of commits, flushes and checkpoints, and of what was not synced any
 // sectors reach the disk. What is found is what was there after some commit: the last one before the last flush, or a
 // later one.
