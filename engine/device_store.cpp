@@ -176,7 +176,7 @@ sync::ReadResult DeviceStore::Read(ItemType type, const std::string& id) {
     const CEOID oid = OidOf(id);
 
     // What reading will take away is kept first.
-    std::map<std::string, std::string> occurrences;
+    sync::Fields occurrences;  // by date
     std::size_t present = 0;
     if (type == ItemType::Appointment) {
         if (const auto kept = sync::Unpacked(m_keepsakes.Kept(type, id))) occurrences = *kept;

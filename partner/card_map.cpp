@@ -1,6 +1,7 @@
 #include "partner/card_map.h"
 
 #include <algorithm>
+#include <array>
 
 namespace kez::partner {
 namespace {
@@ -77,6 +78,20 @@ const CardRow* FindCardRow(std::string_view field) {
     for (const auto& row : kRows)
         if (row.field == field) return &row;
     return nullptr;
+}
+
+std::span<const std::string_view> Readings(const CardRow& row) {
+    static const auto all = [] {
+        std::array<std::vector<std::string_view>, std::size(kRows)> readings;
+        for (std::size_t i = 0; i < readings.size(); ++i) {
+            std::string_view rest = kRows[i].readings;
+            for (std::size_t blank; (blank = rest.find(' ')) != std::string_view::npos; rest.remove_prefix(blank + 1))
+                readings[i].push_back(rest.substr(0, blank));
+            readings[i].push_back(rest);
+        }
+        return readings;
+    }();
+    return all[static_cast<std::size_t>(&row - kRows)];
 }
 
 std::vector<std::string_view> OverflowFields(std::string_view kind) {

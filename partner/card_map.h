@@ -41,6 +41,9 @@ struct CardRow {
 std::span<const CardRow> CardRows();
 const CardRow* FindCardRow(std::string_view field);
 
+// The row's `readings` one by one. The row is one of the table's.
+std::span<const std::string_view> Readings(const CardRow& row);
+
 // Where a number of a kind goes when its own fields are taken.
 std::vector<std::string_view> OverflowFields(std::string_view kind);
 
@@ -54,6 +57,9 @@ inline constexpr std::string_view kNoName = "?";
 class Card {
  public:
     explicit Card(Component& component);
+
+    // Only the fields that several lines of one name say in their order: numbers and addresses for mail and chat.
+    static sync::Fields ListedFields(Component& component);
 
     // Which lines say a field; several for lists and for one address under two names. A line that says nothing
     // readable has a place without a field.
@@ -69,6 +75,7 @@ class Card {
     Syntax syntax;
 
  private:
+    Card(Syntax cardSyntax, Component& component);  // with nothing read
     void ReadName();
     void ReadOrganisation();
     void ReadAddresses();

@@ -10,15 +10,16 @@ namespace {
 
 using sync::Fields;
 
-std::string Get(const Fields& fields, std::string_view name) {
-    auto found = fields.find(std::string(name));
-    return found == fields.end() ? "" : found->second;
+const std::string& Get(const Fields& fields, std::string_view name) {
+    static const std::string none;
+    auto found = fields.find(name);
+    return found == fields.end() ? none : found->second;
 }
 
 std::string Joined(const Fields& fields, std::initializer_list<const char*> names, const char* separator = " ") {
     std::string all;
     for (const char* name : names)
-        if (std::string part = Get(fields, name); !part.empty()) all += (all.empty() ? "" : separator) + part;
+        if (const std::string& part = Get(fields, name); !part.empty()) all += (all.empty() ? "" : separator) + part;
     return all;
 }
 
@@ -112,9 +113,8 @@ class Editor {
         // The two names that are made of others follow them, unless they are set themselves.
         m_hadFileAs = m_card.fields.count("FileAs") != 0;
         for (const auto& row : CardRows()) {
-            std::string field(row.field);
-            if (Get(m_card.fields, field) == Get(m_wanted, field)) continue;
-            Change(row, field, Get(m_wanted, field));
+            const std::string& value = Get(m_wanted, row.field);
+            if (Get(m_card.fields, row.field) != value) Change(row, std::string(row.field), value);
         }
         KeepUpFileAs();
         KeepUpFormattedName();
@@ -427,11 +427,11 @@ class Editor {
 
     // Where the order of lines would give a value to another field, its line says which it is.
     void MarkFields() {
-        Card now(m_component);
+        const Fields now = Card::ListedFields(m_component);
         for (const auto& row : CardRows()) {
             if (row.shape != CardShape::Phone && row.shape != CardShape::Mail && row.shape != CardShape::Chat) continue;
             std::string field(row.field), value = Get(m_wanted, field);
-            if (value.empty() || Get(now.fields, field) == value) continue;
+            if (value.empty() || Get(now, field) == value) continue;
             for (ContentLine* line : LinesOf(field))
                 m_document.SetParameter(*line, kFieldParameter, field, m_card.syntax);
         }
@@ -443,6 +443,15 @@ class Editor {
     const Fields& m_wanted;
     bool m_hadFileAs = false;
 };
+
+void Edit(ContentDocument& document, Component& card, const sync::Item& wanted) {
+    Fields fields;
+    for (const auto& [name, value] : wanted.fields)
+        if (!value.empty()) fields.emplace_hint(fields.end(), name, value);
+    if (Get(fields, "FileAs") == DefaultFileAs(fields)) fields.erase("FileAs");
+    if (fields.count("Categories")) fields["Categories"] = CategoriesText(fields["Categories"]);
+    Editor(document, card, fields).Apply();
+}
 
 }  // namespace
 
@@ -457,12 +466,7 @@ std::string EditCard(std::string_view bytes, const sync::Item& wanted) {
     ContentDocument document(bytes);
     auto cards = document.Root().Components("VCARD");
     if (cards.empty()) return std::string(bytes);
-    Fields fields;
-    for (const auto& [name, value] : wanted.fields)
-        if (!value.empty()) fields[name] = value;
-    if (Get(fields, "FileAs") == DefaultFileAs(fields)) fields.erase("FileAs");
-    if (fields.count("Categories")) fields["Categories"] = CategoriesText(fields["Categories"]);
-    Editor(document, *cards[0], fields).Apply();
+    Edit(document, *cards[0], wanted);
     return document.Text();
 }
 
@@ -481,9 +485,9 @@ std::string NewCard(const sync::Item& item, std::string_view uid, std::string_vi
     add("UID", Escape(uid, Syntax::Card30));
     add("FN", Escape(name, Syntax::Card30));
     add("N", JoinParts(names));
-    ContentDocument written(EditCard(document.Text(), item));
-    written.Insert(*written.Root().Components("VCARD")[0], nullptr, "REV", revision, Syntax::Card30);
-    return written.Text();
+    Edit(document, card, item);
+    add("REV", revision);
+    return document.Text();
 }
 
 }  // namespace kez::partner

@@ -13,13 +13,6 @@ bool StartsWithNoCase(std::string_view text, std::string_view prefix) {
     return UpperCase(text.substr(0, prefix.size())) == UpperCase(prefix);
 }
 
-std::vector<std::string> Words(std::string_view text) {
-    std::vector<std::string> words;
-    for (auto& word : Split(text, ' '))
-        if (!word.empty()) words.push_back(word);
-    return words;
-}
-
 // 1 to 100 for a preferred line, 101 for any other.
 int Preference(const ContentLine& line) {
     std::string number = line.Parameter("PREF");
@@ -123,8 +116,9 @@ std::optional<std::int64_t> DayOf(const ContentLine& line, std::string* why) {
 
 }  // namespace
 
-Card::Card(Component& component)
-    : syntax(ContentDocument::SyntaxOf(component, Syntax::Card30)), m_component(component) {
+Card::Card(Syntax cardSyntax, Component& component) : syntax(cardSyntax), m_component(component) {}
+
+Card::Card(Component& component) : Card(ContentDocument::SyntaxOf(component, Syntax::Card30), component) {
     if (const ContentLine* line = component.First("UID")) uid = Trimmed(Plain(Text(*line)));
     ReadOrganisation();
     ReadAddresses();
@@ -139,6 +133,13 @@ Card::Card(Component& component)
     ReadFileAs();
     FitToDevice();
     NameTheRest();
+}
+
+sync::Fields Card::ListedFields(Component& component) {
+    Card card(ContentDocument::SyntaxOf(component, Syntax::Card30), component);
+    for (const CardShape shape : {CardShape::Mail, CardShape::Phone, CardShape::Chat}) card.ReadSlots(shape);
+    card.FitToDevice();
+    return std::move(card.fields);
 }
 
 void Card::Take(std::string_view field, ContentLine* line, std::string text) {
@@ -220,7 +221,7 @@ void Card::ReadTexts() {
         if (row.shape == CardShape::Names) ReadNames(row);
         if (row.shape != CardShape::Text) continue;
         std::vector<ContentLine*> candidates;
-        for (const auto& name : Words(row.readings))
+        for (const auto name : Readings(row))
             for (ContentLine* line : m_component.Lines(name))
                 if (name != "RELATED" || (line->HasType(row.kind) && UpperCase(line->Parameter("VALUE")) == "TEXT"))
                     candidates.push_back(line);
@@ -248,7 +249,7 @@ void Card::ReadTexts() {
 }
 
 void Card::ReadDay(const CardRow& row) {
-    for (const auto& name : Words(row.readings)) {
+    for (const auto name : Readings(row)) {
         for (ContentLine* line : m_component.Lines(name)) {
             std::string field(row.field), why;
             m_used.insert(line);
@@ -259,14 +260,14 @@ void Card::ReadDay(const CardRow& row) {
             if (day)
                 fields[field] = DayText(*day);
             else if (!Trimmed(Text(*line)).empty())
-                losses.push_back(name + " \"" + Trimmed(Text(*line)) + "\" " + why);
+                losses.push_back(std::string(name) + " \"" + Trimmed(Text(*line)) + "\" " + why);
         }
     }
 }
 
 void Card::ReadNames(const CardRow& row) {
     std::string all;
-    for (const auto& name : Words(row.readings)) {
+    for (const auto name : Readings(row)) {
         for (ContentLine* line : m_component.Lines(name)) {
             if (name == "RELATED" && (!line->HasType(row.kind) || UpperCase(line->Parameter("VALUE")) != "TEXT"))
                 continue;
@@ -395,7 +396,7 @@ void Card::ReadPhoto() {
 }
 
 void Card::FindFileAs() {
-    for (const auto& name : Words(FindCardRow("FileAs")->readings))
+    for (const auto name : Readings(*FindCardRow("FileAs")))
         for (ContentLine* line : m_component.Lines(name))
             if (!fileAs && !Trimmed(Text(*line)).empty()) fileAs = line;
 }

@@ -17,7 +17,7 @@ inline constexpr ItemType kAllItemTypes[] = {ItemType::Contact, ItemType::Task, 
 
 std::string_view ToString(ItemType type);  // "contact", "task", "appointment"
 
-using Fields = std::map<std::string, std::string>;
+using Fields = std::map<std::string, std::string, std::less<>>;
 
 struct Item {
     ItemType type = ItemType::Contact;
