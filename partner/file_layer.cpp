@@ -118,6 +118,11 @@ void RealFileLayer::Write(const std::string& path, const std::string& bytes, std
     if (fd.Close() != 0) Fail("cannot write", path);
 }
 
+void RealFileLayer::StartSync(const std::string& path) {
+    Descriptor fd(::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+    if (fd.Get() >= 0) ::sync_file_range(fd.Get(), 0, 0, SYNC_FILE_RANGE_WRITE);
+}
+
 void RealFileLayer::Sync(const std::string& path) {
     Descriptor fd(::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
     if (fd.Get() < 0 || ::fsync(fd.Get()) != 0) Fail("cannot sync", path);

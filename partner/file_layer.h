@@ -59,6 +59,8 @@ class FileLayer {
     virtual FileContent Read(const std::string& path) = 0;
     // A new file, with these permission bits or, for 0, the usual ones; one that is there is refused (EEXIST).
     virtual void Write(const std::string& path, const std::string& bytes, std::uint32_t mode) = 0;
+    // Asks for a file to be written to the disk soon, so that Sync has less to wait for. Never fails, promises nothing.
+    virtual void StartSync(const std::string& /*path*/) {}
     // Makes what was written to a file, or done in a folder, durable.
     virtual void Sync(const std::string& path) = 0;
     virtual void SyncFolder(const std::string& folder) = 0;
@@ -79,6 +81,7 @@ class RealFileLayer : public FileLayer {
     FileEntry Look(const std::string& path) override;
     FileContent Read(const std::string& path) override;
     void Write(const std::string& path, const std::string& bytes, std::uint32_t mode) override;
+    void StartSync(const std::string& path) override;
     void Sync(const std::string& path) override;
     void SyncFolder(const std::string& folder) override;
     void Rename(const std::string& from, const std::string& to) override;

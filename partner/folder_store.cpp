@@ -139,13 +139,17 @@ FolderStore::~FolderStore() = default;
 
 void FolderStore::Mark() {
     if (!m_identity.empty()) return;
+    std::string hidden;
     try {
         std::string identity = m_files.RandomName();
-        std::string hidden = WriteHidden(identity + "\n", 0);
+        hidden = WriteHidden(identity + "\n", 0);
+        SyncHidden(hidden);
         m_files.RenameNew(hidden, PathOf(kMarkerName));
+        hidden.clear();
         m_files.SyncFolder(m_folder);
         m_identity = identity;
     } catch (const FileError& error) {
+        RemoveHidden(hidden);
         throw StoreError(error.what());
     }
 }
@@ -328,7 +332,13 @@ WriteResult FolderStore::Held(const std::string& id, std::string bytes) const {
 WriteResult FolderStore::Placed(const std::string& id, const std::string& bytes) {
     Settle();
     FileReading reading = FormatOf(id)->Read(bytes, id);
-    CachedFile file = Describe(reading, {bytes, m_files.Look(PathOf(id)).stamp, 0});
+    FileContent content{bytes, {}, 0};
+    try {
+        content.stamp = m_files.Look(PathOf(id)).stamp;
+    } catch (const FileError&) {
+        // It is there all the same, and the next listing reads it.
+    }
+    CachedFile file = Describe(reading, content);
     WriteResult result;
     result.id = id;
     result.revision = file.revision;
@@ -356,29 +366,33 @@ void FolderStore::RemoveLeftovers() {
     }
 }
 
-// The bytes in a hidden file, on the disk as far as the durability asks for it; its path.
+// The bytes in a hidden file; its path.
 std::string FolderStore::WriteHidden(const std::string& bytes, std::uint32_t mode) {
     std::string path = PathOf(std::string(kHiddenBegin) + std::to_string(m_files.ThisProcess()) + "-" +
                               std::to_string(++m_written) + std::string(kHiddenEnd));
-    bool wasWritten = false;
     try {
         RemoveLeftovers();
         m_files.Write(path, bytes, mode);
-        wasWritten = true;
-        if (m_durability != Durability::None) m_files.Sync(path);
     } catch (const FileError& error) {
-        if (wasWritten || error.Error() != EEXIST) {
-            try {
-                m_files.Remove(path);
-            } catch (const FileError&) {
-                // What is left is removed by the next run.
-            }
-        }
-        if (!wasWritten && ConcernsTheFolder(error.Error()))
+        if (error.Error() != EEXIST) RemoveHidden(path);
+        if (ConcernsTheFolder(error.Error()))
             throw StoreError("nothing can be written to " + m_folder + " (" + error.what() + ")");
         throw;
     }
     return path;
+}
+
+// On the disk as far as the durability asks for it.
+void FolderStore::SyncHidden(const std::string& hidden) {
+    if (m_durability != Durability::None) m_files.Sync(hidden);
+}
+
+void FolderStore::RemoveHidden(const std::string& hidden) {
+    try {
+        if (!hidden.empty()) m_files.Remove(hidden);
+    } catch (const FileError&) {
+        // What is left is removed by the next run.
+    }
 }
 
 void FolderStore::SyncFolderNow() {
@@ -408,44 +422,89 @@ std::string FolderStore::TimeText() const {
     return text + "Z";
 }
 
-WriteResult FolderStore::Create(const Item& item, const std::string& hint) {
+FolderStore::Draft FolderStore::MakeDraft(const Item& item, const std::string& hint) {
+    Draft draft;
     auto format =
         std::find_if(m_formats.begin(), m_formats.end(), [&](const ItemFormat* f) { return f->Holds(item.type); });
-    if (format == m_formats.end()) return Failure(ProblemCode::Refused, "the folder has no files of that kind", "");
-    std::string uid = hint.empty() ? m_files.RandomName() : hint;
-    std::string hidden;
+    if (format == m_formats.end()) {
+        draft.problem = {ProblemCode::Refused, "the folder has no files of that kind", ""};
+        return draft;
+    }
+    draft.format = *format;
+    draft.uid = hint.empty() ? m_files.RandomName() : hint;
     try {
-        ItemFormat::Writing writing = (*format)->Make(item, uid, TimeText());
-        if (writing.problem) return Failure(writing.problem.code, writing.problem.text, "");
-        hidden = WriteHidden(writing.bytes, 0);
+        ItemFormat::Writing writing = draft.format->Make(item, draft.uid, TimeText());
+        draft.problem = std::move(writing.problem);
+        draft.bytes = std::move(writing.bytes);
+        if (!draft.problem) draft.hidden = WriteHidden(draft.bytes, 0);
+    } catch (const FileError& error) {
+        draft.problem = {ProblemCode::Failed, error.what(), ""};
+    }
+    return draft;
+}
+
+void FolderStore::SyncDraft(Draft& draft) {
+    try {
+        if (!draft.hidden.empty()) SyncHidden(draft.hidden);
+    } catch (const FileError& error) {
+        draft.problem = {ProblemCode::Failed, error.what(), ""};
+        RemoveHidden(std::exchange(draft.hidden, {}));
+    }
+}
+
+WriteResult FolderStore::PlaceDraft(Draft& draft) {
+    if (draft.problem) return Failure(draft.problem.code, draft.problem.text, "");
+    try {
         for (int attempt = 0;; attempt++) {
-            std::string name = NameFor(uid, (*format)->Extension(), attempt);
+            std::string name = NameFor(draft.uid, draft.format->Extension(), attempt);
             try {
-                m_files.RenameNew(hidden, PathOf(name));
+                m_files.RenameNew(draft.hidden, PathOf(name));
             } catch (const FileError& error) {
                 if (error.Error() != EEXIST || attempt >= kMaxNames) throw;
                 // The same item, made by a run that did not live to tell: it is not made twice.
                 if (m_files.Look(PathOf(name)).kind == FileKind::Regular) {
-                    FileReading there = (*format)->Read(m_files.Read(PathOf(name)).bytes, name);
-                    if (!there.problem && there.uid == uid) {
-                        m_files.Remove(hidden);
-                        return Failure(ProblemCode::Duplicate, "there is an item with the UID " + uid + " already",
-                                       name);
+                    FileReading there = draft.format->Read(m_files.Read(PathOf(name)).bytes, name);
+                    if (!there.problem && there.uid == draft.uid) {
+                        m_files.Remove(draft.hidden);
+                        return Failure(ProblemCode::Duplicate,
+                                       "there is an item with the UID " + draft.uid + " already", name);
                     }
                 }
                 continue;
             }
-            hidden.clear();
-            return Placed(name, writing.bytes);
+            draft.hidden.clear();
+            return Placed(name, draft.bytes);
         }
     } catch (const FileError& error) {
-        try {
-            if (!hidden.empty()) m_files.Remove(hidden);
-        } catch (const FileError&) {
-            // What is left is removed by the next run.
-        }
+        RemoveHidden(draft.hidden);
         return Failure(ProblemCode::Failed, error.what(), "");
     }
+}
+
+WriteResult FolderStore::Create(const Item& item, const std::string& hint) {
+    Draft draft = MakeDraft(item, hint);
+    SyncDraft(draft);
+    return PlaceDraft(draft);
+}
+
+std::vector<WriteResult> FolderStore::CreateAll(const std::vector<Item>& items) {
+    std::vector<Draft> drafts;
+    std::vector<WriteResult> results;
+    drafts.reserve(items.size());
+    results.reserve(items.size());
+    try {
+        for (const Item& item : items) {
+            drafts.push_back(MakeDraft(item, {}));
+            if (m_durability != Durability::None && !drafts.back().hidden.empty())
+                m_files.StartSync(drafts.back().hidden);
+        }
+        for (Draft& draft : drafts) SyncDraft(draft);
+        for (Draft& draft : drafts) results.push_back(PlaceDraft(draft));
+    } catch (const StoreError&) {
+        for (const Draft& draft : drafts) RemoveHidden(draft.hidden);
+        throw;
+    }
+    return results;
 }
 
 WriteResult FolderStore::Update(const std::string& id, const Item& wanted, const std::string& expectedRevision) {
@@ -465,6 +524,7 @@ WriteResult FolderStore::Update(const std::string& id, const Item& wanted, const
         if (writing.bytes == content.bytes) return Held(id, content.bytes);
 
         hidden = WriteHidden(writing.bytes, content.mode);
+        SyncHidden(hidden);
         FileEntry now = m_files.Look(PathOf(id));
         if (now.kind != FileKind::Regular || now.stamp != content.stamp) {
             m_files.Remove(hidden);
@@ -474,11 +534,7 @@ WriteResult FolderStore::Update(const std::string& id, const Item& wanted, const
         hidden.clear();
         return Placed(id, writing.bytes);
     } catch (const FileError& error) {
-        try {
-            if (!hidden.empty()) m_files.Remove(hidden);
-        } catch (const FileError&) {
-            // What is left is removed by the next run.
-        }
+        RemoveHidden(hidden);
         if (error.Error() == ENOENT) return Failure(ProblemCode::Gone, "the file is not there any more", id);
         if (error.Error() == ELOOP) return Failure(ProblemCode::Unreadable, kLinkText, id);
         return Failure(ProblemCode::Failed, error.what(), id);

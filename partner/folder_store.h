@@ -46,6 +46,8 @@ class FolderStore : public sync::Store {
     sync::Listing List(sync::ItemType type) override;
     sync::ReadResult Read(sync::ItemType type, const std::string& id) override;
     sync::WriteResult Create(const sync::Item& item, const std::string& hint) override;
+    // Their files are on the way to the disk together before the first one is waited for.
+    std::vector<sync::WriteResult> CreateAll(const std::vector<sync::Item>& items) override;
     sync::WriteResult Update(const std::string& id, const sync::Item& wanted,
                              const std::string& expectedRevision) override;
     sync::Problem Delete(sync::ItemType type, const std::string& id, const std::string& expectedRevision) override;
@@ -59,6 +61,14 @@ class FolderStore : public sync::Store {
 
  private:
     using Changes = std::vector<std::pair<std::string, std::optional<CachedFile>>>;
+    // A new item on its way to its place.
+    struct Draft {
+        const ItemFormat* format = nullptr;
+        std::string uid;
+        std::string bytes;
+        std::string hidden;     // its file; "" where there is none
+        sync::Problem problem;  // why there will be none
+    };
 
     const ItemFormat* FormatOf(std::string_view name) const;
     std::string_view ExtensionOf(sync::ItemType type) const;
@@ -70,6 +80,11 @@ class FolderStore : public sync::Store {
     void Forget(const std::string& id);
     void RemoveLeftovers();
     std::string WriteHidden(const std::string& bytes, std::uint32_t mode);
+    void SyncHidden(const std::string& hidden);
+    void RemoveHidden(const std::string& hidden);
+    Draft MakeDraft(const sync::Item& item, const std::string& hint);
+    void SyncDraft(Draft& draft);
+    sync::WriteResult PlaceDraft(Draft& draft);
     void Settle();
     void SyncFolderNow();
     std::string NameFor(const std::string& uid, std::string_view extension, int attempt);

@@ -15,6 +15,11 @@ const std::set<std::string> kWrittenInSteps = {
     "ExceptionDates", "ModifiedOccurrences", "ModifiedOccurrenceDates",   "ReminderSet",
     "ReminderTime",   "ReminderOptions",     "ReminderMinutesBeforeStart"};
 
+// New items that the folder is given at once. A killed run makes them again: few enough to be less than one in a
+// hundred.
+constexpr std::size_t kTogether = 8;
+constexpr std::size_t kBytesTogether = 1 << 20;  // fewer where they are as large as this
+
 // What the hint of a second item begins with, which the device's version of a disputed one became.
 const std::string kSecondCopy = "kezsync-copy-";
 
@@ -291,7 +296,8 @@ class Agreement::Pass {
     ReadResult ReadTwice(const Step& step);
     ReadResult ReadUnmarked(const Step& step, const Bases& bases);
     ReadResult Confirmed(const Step& step, ReadResult read);
-    void CreateInFolder(const Step& step);
+    void CreateInFolder(const std::vector<const Step*>& steps);
+    void CreateInFolder(const Step& step) { CreateInFolder(std::vector<const Step*>{&step}); }
     void CreateOnDevice(const Step& step);
     void UpdateFolder(const Step& step);
     void UpdateDevice(const Step& step);
@@ -357,16 +363,36 @@ Report Agreement::Pass::Run() {
         if (total == 0) continue;
         std::size_t done = 0;
         m_device.BeginPass(type);
+        std::vector<const Step*> together;  // new in the folder
+        const auto finish = [&](std::size_t steps) {
+            if (m_batch.Size() >= m_options.batchSize) Flush();
+            done += steps;
+            if (m_options.progress) m_options.progress({type, done, total});
+        };
+        const auto createTogether = [&] {
+            if (together.empty()) return;
+            CreateInFolder(together);
+            finish(together.size());
+            together.clear();
+        };
         for (const Phase phase : {Phase::DeleteOnDevice, Phase::WriteDevice, Phase::WriteFolder}) {
             bool begun = false;
             for (const Step& step : m_plan.steps) {
                 if (step.type != type || PhaseOf(step.action) != phase || IsStopped()) continue;
                 if (!begun && phase == Phase::WriteDevice) m_device.BeginWrites(type);
                 begun = true;
+                if (step.action == Action::CreateInFolder) {
+                    together.push_back(&step);
+                    if (together.size() >= kTogether || m_batch.Size() + together.size() >= m_options.batchSize) {
+                        createTogether();
+                    }
+                    continue;
+                }
+                createTogether();
                 CarryOut(step);
-                if (m_batch.Size() >= m_options.batchSize) Flush();
-                if (m_options.progress) m_options.progress({type, ++done, total});
+                finish(1);
             }
+            createTogether();
             Flush();
             if (begun && phase == Phase::WriteDevice) m_device.EndWrites(type);
         }
@@ -473,25 +499,53 @@ ReadResult Agreement::Pass::Confirmed(const Step& step, ReadResult read) {
     return again;
 }
 
-void Agreement::Pass::CreateInFolder(const Step& step) {
-    ReadResult read = ReadTwice(step);
-    if (read.problem.code == ProblemCode::Gone) {  // deleted since it was listed
-        Settle(step);
-        return;
+void Agreement::Pass::CreateInFolder(const std::vector<const Step*>& steps) {
+    std::vector<const Step*> read;
+    std::vector<Item> items;
+    std::vector<ReadResult> rest;  // of each but its item
+    std::size_t bytes = 0;
+    const auto write = [&] {
+        std::vector<WriteResult> written = m_folder.CreateAll(items);
+        for (std::size_t i = 0; i < read.size(); ++i) {
+            const Step& step = *read[i];
+            const std::string title = Title(items[i]);
+            if (written[i].problem) {
+                Fail(step, title, std::move(written[i].problem));
+                continue;
+            }
+            Step done = step;
+            done.folderId = written[i].id;
+            Entry entry = EntryFor(done, title, Outcome::Received);
+            entry.isNew = true;
+            entry.notes = std::move(rest[i].losses);
+            m_report.Add(std::move(entry));
+            Remember(done, title, rest[i].remaining.value_or(items[i]).fields, written[i].held.fields,
+                     written[i].revision);
+            m_acknowledged.emplace_back(step.type, step.deviceId);
+        }
+        read.clear();
+        items.clear();
+        rest.clear();
+        bytes = 0;
+    };
+    for (const Step* step : steps) {
+        ReadResult result = ReadTwice(*step);
+        if (result.problem.code == ProblemCode::Gone) {  // deleted since it was listed
+            Settle(*step);
+            continue;
+        }
+        if (result.problem) {
+            Fail(*step, {}, std::move(result.problem));
+            continue;
+        }
+        bytes += result.raw.size();
+        result.raw.clear();
+        read.push_back(step);
+        items.push_back(std::move(result.item));
+        rest.push_back(std::move(result));
+        if (bytes >= kBytesTogether) write();
     }
-    if (read.problem) return Fail(step, {}, std::move(read.problem));
-    const std::string title = Title(read.item);
-    WriteResult written = m_folder.Create(read.item, {});
-    if (written.problem) return Fail(step, title, std::move(written.problem));
-
-    Step done = step;
-    done.folderId = written.id;
-    Entry entry = EntryFor(done, title, Outcome::Received);
-    entry.isNew = true;
-    entry.notes = std::move(read.losses);
-    m_report.Add(std::move(entry));
-    Remember(done, title, read.remaining.value_or(read.item).fields, written.held.fields, written.revision);
-    m_acknowledged.emplace_back(step.type, step.deviceId);
+    if (!read.empty()) write();
 }
 
 void Agreement::Pass::CreateOnDevice(const Step& step) {

@@ -92,6 +92,14 @@ class Store {
     // A new item. `hint` is a stable name that the store may use for it (a UID).
     virtual WriteResult Create(const Item& item, const std::string& hint) = 0;
 
+    // New items without names: what Create says of each, in their order. A store may do it in fewer steps; a process
+    // that is killed meanwhile may have made none of them.
+    virtual std::vector<WriteResult> CreateAll(const std::vector<Item>& items) {
+        std::vector<WriteResult> results;
+        for (const Item& item : items) results.push_back(Create(item, {}));
+        return results;
+    }
+
     // Makes the item `wanted`; only fields that differ from what is held are touched. With a non-empty
     // `expectedRevision`, an item that has another one is left alone: ChangedMeanwhile.
     virtual WriteResult Update(const std::string& id, const Item& wanted, const std::string& expectedRevision) = 0;

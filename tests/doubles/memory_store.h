@@ -79,6 +79,11 @@ class MemoryStore : public sync::Store {
         return result;
     }
 
+    std::vector<sync::WriteResult> CreateAll(const std::vector<sync::Item>& items) override {
+        together.push_back(items.size());
+        return Store::CreateAll(items);
+    }
+
     sync::WriteResult Update(const std::string& id, const sync::Item& wanted, const std::string& expected) override {
         Called();
         if (atUpdate) std::exchange(atUpdate, nullptr)();
@@ -157,6 +162,7 @@ class MemoryStore : public sync::Store {
     int calls = 0;
     int reads = 0;
     int writes = 0;
+    std::vector<std::size_t> together;  // how many items were to be made at once, each time
 
  private:
     struct Entry {

@@ -232,6 +232,23 @@ TEST_P(StoreContract, AMadeItemIsReadAsItWasMade) {
     EXPECT_EQ(read.revision, made.revision);
 }
 
+TEST_P(StoreContract, ItemsThatAreMadeTogetherAreMadeAsOneByOne) {
+    EXPECT_TRUE(Store().CreateAll({}).empty());
+    const std::vector<sync::WriteResult> made = Store().CreateAll({TheSample(), Edited()});
+    ASSERT_EQ(made.size(), 2u);
+    EXPECT_NE(made[0].id, made[1].id);
+    ExpectSays(made[0].held, TheSample());
+    ExpectSays(made[1].held, Edited());
+    Store().Flush();
+    m_world->LosePower();
+    for (const sync::WriteResult& one : made) {
+        ASSERT_FALSE(one.problem) << one.problem.text;
+        const sync::ReadResult read = Store().Read(m_type, one.id);
+        EXPECT_EQ(read.item, one.held);
+        EXPECT_EQ(read.revision, one.revision);
+    }
+}
+
 TEST_P(StoreContract, AnItemIsListedOnceUnderItsOwnTypeOnly) {
     const std::string id = Made();
     const std::vector<Listed> items = ListAnew();

@@ -297,6 +297,67 @@ TEST(FolderStore, NothingIsMadeTwice) {
     EXPECT_THAT(book.Names(), ElementsAre("1.vcf", "2-2.vcf", "2.vcf"));
 }
 
+TEST(FolderStore, ItemsThatAreMadeTogetherAreAllOnTheirWayToTheDiskBeforeOneIsWaitedFor) {
+    const std::vector<Item> people{Person("Ada"), Person("Bea"), Person("Cleo")};
+    Book book;
+    book.Open();
+    book.files.calls.clear();
+    const auto made = book.store->CreateAll(people);
+    ASSERT_EQ(made.size(), 3u);
+    for (std::size_t i = 0; i < made.size(); ++i) {
+        EXPECT_FALSE(made[i].problem) << made[i].problem.text;
+        EXPECT_EQ(made[i].held, people[i]);
+        EXPECT_EQ(made[i].id, "random-" + std::to_string(i + 1) + ".vcf");
+        EXPECT_EQ(made[i].revision, book.store->Read(ItemType::Contact, made[i].id).revision);
+    }
+    EXPECT_THAT(book.files.started, ElementsAre(".kez-77-1.tmp", ".kez-77-2.tmp", ".kez-77-3.tmp"));
+    std::string order;
+    for (const std::string& call : book.files.calls) {
+        if (call.starts_with("write")) order += 'w';
+        if (call.starts_with("sync .kez")) order += 's';
+        if (call.starts_with("make") || call.starts_with("rename")) order += 'r';
+    }
+    EXPECT_EQ(order, "wwwsssrrr");
+    EXPECT_TRUE(book.store->CreateAll({}).empty());
+
+    book.durability = Durability::None;
+    book.files.started.clear();
+    (void)book.Open().CreateAll(people);
+    EXPECT_THAT(book.files.started, IsEmpty());
+}
+
+TEST(FolderStore, OfItemsThatAreMadeTogetherOneThatFailsKeepsNoOtherBack) {
+    for (const std::string failing : {"write", "sync", "rename"}) {
+        Book book;
+        book.Open();
+        int count = 0;
+        book.files.before = [&](const std::string& call) {
+            if (call.starts_with(failing) && ++count == 2) throw FileError(EIO, failing + " failed");
+        };
+        const auto made =
+            book.store->CreateAll({Person("Ada"), Person("Bea"), Item{ItemType::Task, {}}, Person("Cleo")});
+        book.files.before = nullptr;
+        EXPECT_EQ(count, 3) << failing;
+        ASSERT_EQ(made.size(), 4u);
+        EXPECT_FALSE(made[0].problem);
+        EXPECT_EQ(made[1].problem.text, failing + " failed");
+        EXPECT_EQ(made[2].problem.code, ProblemCode::Refused);
+        EXPECT_FALSE(made[3].problem);
+        EXPECT_THAT(book.Names(), ElementsAre(made[0].id, made[3].id)) << "no hidden file is left";
+    }
+}
+
+TEST(FolderStore, AFolderThatTakesNothingMoreIsLeftWithoutHalfMadeItems) {
+    Book book;
+    book.Open();
+    book.files.before = [&](const std::string& call) {
+        if (call == "write .kez-77-3.tmp") throw FileError(EROFS, "read-only");
+    };
+    EXPECT_THROW((void)book.store->CreateAll({Person("Ada"), Person("Bea"), Person("Cleo")}), StoreError);
+    book.files.before = nullptr;
+    EXPECT_THAT(book.Names(), IsEmpty());
+}
+
 TEST(FolderStore, AnUpdateChangesTheLinesThatDiffer) {
     Book book;
     book.files.Put("a.vcf", CardText("1", "Ada"));
@@ -471,6 +532,41 @@ TEST(FolderStoreFaults, EveryFileOperationMayFail) {
                 EXPECT_EQ(book.files.Visible().size(), clean.files.Visible().size()) << where;
             }
         }
+    }
+}
+
+TEST(FolderStoreFaults, OfItemsThatAreMadeTogetherThoseAreThereThatAreSaidToBe) {
+    const std::vector<Item> people{Person("Ada"), Person("Bea"), Person("Cleo")};
+    for (Durability durability : {Durability::Item, Durability::Batch}) {
+        int total = 1;
+        for (int n = 1; n <= total; n++) {
+            for (int error : {EIO, ENOSPC, EROFS}) {
+                Book book;
+                book.durability = durability;
+                Filled(book).Open();
+                book.files.calls.clear();
+                book.files.failAt = n;
+                book.files.failWith = error;
+                std::size_t said = 2;  // there were two before
+                bool stopped = false;
+                try {
+                    for (const auto& made : book.store->CreateAll(people)) said += !made.problem;
+                } catch (const StoreError&) {
+                    stopped = true;
+                }
+                total = std::max(total, static_cast<int>(book.files.calls.size()));
+                const std::string where = "call " + std::to_string(n) + ": " + book.files.calls[std::size_t(n) - 1];
+                std::size_t there = 0;
+                for (const std::string& name : book.Names()) {
+                    EXPECT_FALSE(name.starts_with(".kez-")) << where << " left " << name;
+                    there += name[0] != '.';
+                }
+                if (!stopped) {
+                    EXPECT_EQ(there, said) << where;
+                }
+            }
+        }
+        EXPECT_GT(total, 12);
     }
 }
 

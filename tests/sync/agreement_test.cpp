@@ -67,6 +67,54 @@ TEST_F(AgreementTest, NewItemsReachTheOtherSide) {
     ExpectAgreement();
 }
 
+TEST_F(AgreementTest, NewItemsOfTheDeviceAreMadeInTheFolderSomeAtATime) {
+    for (int i = 0; i < 21; ++i) device.Add(Person("P" + std::to_string(i)));
+    std::vector<std::size_t> done;
+    options.progress = [&](const Progress& progress) { done.push_back(progress.done); };
+    options.batchSize = 10;
+    std::vector<std::size_t> sizes;
+    folder.atFlush = [&] { sizes.push_back(folder.Size()); };
+    EXPECT_EQ(Sync().counts.received, 21u);
+    EXPECT_THAT(folder.together, ElementsAre(8, 2, 8, 2, 1));
+    EXPECT_THAT(done, ElementsAre(8, 10, 18, 20, 21));
+    EXPECT_THAT(sizes, ElementsAre(10, 20, 21)) << "a batch is never more than was asked for";
+    ExpectAgreement();
+}
+
+TEST_F(AgreementTest, OneByOneMeansOneByOne) {
+    for (int i = 0; i < 3; ++i) device.Add(Person("P" + std::to_string(i)));
+    options.batchSize = 1;
+    Sync();
+    EXPECT_THAT(folder.together, ElementsAre(1, 1, 1));
+}
+
+TEST_F(AgreementTest, LargeItemsAreMadeFewerAtATime) {
+    for (int i = 0; i < 5; ++i) device.Add(Person("P" + std::to_string(i)));
+    device.atRead = [](ReadResult& read) {
+        read.raw.assign(read.item.fields.at("FirstName") == "P1" ? 1 << 20 : 9, 'x');
+    };
+    EXPECT_EQ(Sync().counts.received, 5u);
+    EXPECT_THAT(folder.together, ElementsAre(2, 3));
+    ExpectAgreement();
+}
+
+TEST_F(AgreementTest, OfSomeItemsThatAreMadeTogetherEachHasAFateOfItsOwn) {
+    for (const char* name : {"Ada", "Bea", "Cleo", "Dee"}) device.Add(Person(name));
+    folder.refuse = [](const Item& item) { return item.fields.at("FirstName") == "Bea"; };
+    device.atRead = [&](ReadResult& read) {
+        if (read.item.fields.at("FirstName") == "Cleo") read.problem = {ProblemCode::Gone, "is gone", {}};
+        if (read.item.fields.at("FirstName") == "Dee") read.problem = {ProblemCode::Failed, "cannot be read", {}};
+    };
+    const Report report = Sync();
+    EXPECT_EQ(report.counts.received, 1u);
+    EXPECT_EQ(report.counts.failed, 2u);
+    EXPECT_THAT(folder.together, ElementsAre(2));
+    folder.refuse = nullptr;
+    device.atRead = nullptr;
+    EXPECT_EQ(Sync().counts.received, 3u);
+    ExpectAgreement();
+}
+
 TEST_F(AgreementTest, ASecondPassReadsAndWritesNothing) {
     for (int i = 0; i < 20; ++i) device.Add(Person("P" + std::to_string(i)));
     Sync();

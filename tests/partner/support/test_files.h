@@ -25,7 +25,8 @@ class DiskFiles : public partner::FileLayer {
     void Put(const std::string& name, const std::string& bytes);  // as another program, durably
     void SetKind(const std::string& name, partner::FileKind kind) { m_live[name]->kind = kind; }
     std::vector<std::string> calls;
-    int failAt = 0;  // the number of the call that fails, from 1; 0 for none
+    std::vector<std::string> started;  // files asked to be on their way to the disk, none of which is there for that
+    int failAt = 0;                    // the number of the call that fails, from 1; 0 for none
     int failWith = 5;
     std::function<void(const std::string& call)> before;  // for what happens meanwhile
     bool processesLive = false;
@@ -34,6 +35,7 @@ class DiskFiles : public partner::FileLayer {
     partner::FileEntry Look(const std::string& path) override;
     partner::FileContent Read(const std::string& path) override;
     void Write(const std::string& path, const std::string& bytes, std::uint32_t mode) override;
+    void StartSync(const std::string& path) override { started.push_back(NameOf(path)); }
     void Sync(const std::string& path) override;
     void SyncFolder(const std::string& folder) override;
     void Rename(const std::string& from, const std::string& to) override;
