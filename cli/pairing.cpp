@@ -260,7 +260,9 @@ void Pairing::CountRun(std::int64_t number) {
 
 void Pairing::KeepForUndo(UndoRecord& record) {
     const fs::path place = record.Begin(m_folder);
-    m_state->CopyTo(place / "state.db");
+    const fs::path state = place / "state.db";
+    m_state->CopyTo(state);
+    if (m_options.durability != "none") m_realFiles.StartSync(state.string());
     m_realFiles.Record(place);
 }
 

@@ -70,6 +70,8 @@ class Pairing {
 
     // From now on everything that is written can be taken back.
     void KeepForUndo(UndoRecord& record);
+    // Everything was written.
+    void EndKeeping() { m_realFiles.EndRecord(); }
 
  private:
     void MakeFolder(const std::string& partnerName, bool wasHere);

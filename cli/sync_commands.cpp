@@ -89,7 +89,7 @@ ExitCode DryRun(const Common& common, const SyncOptions& options) {
 
 sync::Report Synchronise(const Common& common, const SyncOptions& options, std::function<bool()> stop) {
     const auto start = std::chrono::steady_clock::now();
-    UndoRecord undo(common.device, common.partner);
+    UndoRecord undo(common.device, common.partner, options.durability != "none");
     sync::Report report;
     {
         const DeviceSession session(common.device);
@@ -108,6 +108,7 @@ sync::Report Synchronise(const Common& common, const SyncOptions& options, std::
             pairing.KeepForUndo(undo);
         }
         report = agreement.CarryOut(plan);
+        pairing.EndKeeping();
         pairing.TellOlderCopy(report);
     }
     undo.End();

@@ -14,7 +14,9 @@ namespace {
 
 constexpr const char* kVolumes[] = {"pim.vol", "KezDBNotify.vol"};
 constexpr char kAbout[] = "about.json";  // the folder, and after the end what both sides held
-constexpr char kFiles[] = "files";       // one JSON array a line: the copy's name or "", the file's name
+// One JSON array a line: the copy's name, "" where there was no file, or null where an earlier line says it; the
+// file's name; a digest of what it says then, or "".
+constexpr char kFiles[] = "files";
 constexpr char kFolder[] = ".kezundo";
 constexpr char kHeard[] = "heard";          // there once the other partnership has been synchronised
 constexpr char kRestoring[] = "restoring";  // there while a record is being put back
@@ -48,46 +50,79 @@ void UndoFiles::Record(const fs::path& place) {
     m_list.open(place / kFiles, std::ios::app);
 }
 
-void UndoFiles::Note(const std::string& path) {
-    const std::string name = path.substr(path.rfind('/') + 1);
-    if (m_place.empty() || name[0] == '.' || !m_noted.insert(name).second) return;
-    std::string copy;
-    if (Look(path).kind == partner::FileKind::Regular) {
-        copy = std::to_string(m_noted.size());
-        WriteWhole(m_place / copy, Read(path).bytes);
+void UndoFiles::EndRecord() {
+    if (!m_place.empty() && !m_list.flush()) {
+        throw std::runtime_error((m_place / kFiles).string() + " cannot be written");
     }
-    m_list << Text({copy, name}) << '\n';
-    if (!m_list.flush()) throw std::runtime_error((m_place / kFiles).string() + " cannot be written");
+}
+
+bool UndoFiles::Concerns(const std::string& path) const { return !m_place.empty() && path[path.rfind('/') + 1] != '.'; }
+
+std::optional<std::string> UndoFiles::Keep(const std::string& path) {
+    if (m_noted.count(path.substr(path.rfind('/') + 1))) return std::nullopt;
+    if (Look(path).kind != partner::FileKind::Regular) return std::string();
+    const std::string copy = std::to_string(m_noted.size() + 1);
+    WriteWhole(m_place / copy, Read(path).bytes);
+    return copy;
+}
+
+void UndoFiles::Note(const std::optional<std::string>& copy, const std::string& path, const std::string& says) {
+    const std::string name = path.substr(path.rfind('/') + 1);
+    m_noted.insert(name);
+    m_list << Text({copy ? nlohmann::json(*copy) : nlohmann::json(), name, says}) << '\n';
+}
+
+std::string UndoFiles::TakeDraft(const std::string& path) {
+    const auto draft = m_drafts.extract(path);
+    return draft.empty() ? std::string() : draft.mapped();
+}
+
+void UndoFiles::Write(const std::string& path, const std::string& bytes, std::uint32_t mode) {
+    RealFileLayer::Write(path, bytes, mode);
+    if (!m_place.empty()) m_drafts[path] = partner::RevisionOf(bytes);
 }
 
 void UndoFiles::Rename(const std::string& from, const std::string& to) {
-    Note(to);
+    if (!Concerns(to)) return RealFileLayer::Rename(from, to);
+    const auto copy = Keep(to);
     RealFileLayer::Rename(from, to);
+    Note(copy, to, TakeDraft(from));
 }
 
 void UndoFiles::RenameNew(const std::string& from, const std::string& to) {
-    if (Look(to).kind == partner::FileKind::None) Note(to);
     RealFileLayer::RenameNew(from, to);
+    if (!Concerns(to)) return;
+    const bool isNoted = m_noted.count(to.substr(to.rfind('/') + 1)) != 0;
+    Note(isNoted ? std::nullopt : std::optional<std::string>(std::string()), to, TakeDraft(from));
 }
 
 void UndoFiles::Remove(const std::string& path) {
-    Note(path);
+    if (!Concerns(path)) {
+        TakeDraft(path);
+        return RealFileLayer::Remove(path);
+    }
+    const auto copy = Keep(path);
     RealFileLayer::Remove(path);
+    Note(copy, path, {});
 }
 
 // --- The record -------------------------------------------------------------------------------------------------
 
-UndoRecord::UndoRecord(const fs::path& device, unsigned partner)
+UndoRecord::UndoRecord(const fs::path& device, unsigned partner, bool durable)
     : m_device(device),
       m_place(device / kFolder / std::to_string(partner)),
-      m_begun(device / kFolder / (std::to_string(partner) + ".begun")) {}
+      m_begun(device / kFolder / (std::to_string(partner) + ".begun")),
+      m_durable(durable) {}
 
 fs::path UndoRecord::Begin(const fs::path& folder) {
     m_isOpen = true;
     fs::remove_all(m_begun);
     fs::create_directories(m_begun);
     for (const char* volume : kVolumes) {
-        sync::CopyDatabase((m_device / volume).string(), (m_begun / volume).string());
+        sync::Sqlite source((m_device / volume).string());
+        sqlite3_db_config(source.Handle(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+        sync::CopyAsFile(source, (m_begun / volume).string());
+        if (m_durable) partner::RealFileLayer().StartSync((m_begun / volume).string());
     }
     WriteWhole(m_begun / kAbout, Text({{"folder", folder.string()}, {"before", Counters()}}));
     return m_begun;
@@ -96,7 +131,6 @@ fs::path UndoRecord::Begin(const fs::path& folder) {
 void UndoRecord::End() {
     if (!std::exchange(m_isOpen, false)) return;
     auto about = nlohmann::json::parse(ReadWhole(m_begun / kAbout));
-    const fs::path folder = about["folder"].get<std::string>();
     const auto counters = Counters();
     const auto files = Files(m_begun);
     if (files.empty() && about["before"] == counters) {
@@ -104,12 +138,26 @@ void UndoRecord::End() {
         return;
     }
     nlohmann::json after = nlohmann::json::object();
-    for (const auto& [name, kept] : files) after[name] = StateOf(folder / name);
+    for (const auto& [name, kept] : files) after[name] = kept.says;
     about["counters"] = counters;
     about["files"] = after;
     WriteWhole(m_begun / kAbout, Text(about));
+    if (m_durable) MakeDurable();
     fs::remove_all(m_place);
     fs::rename(m_begun, m_place);
+    if (m_durable) partner::RealFileLayer().SyncFolder(m_place.parent_path().string());
+}
+
+// All are on their way before the first is waited for.
+void UndoRecord::MakeDurable() const {
+    partner::RealFileLayer files;
+    std::vector<std::string> paths;
+    for (const auto& entry : fs::directory_iterator(m_begun)) {
+        paths.push_back(entry.path().string());
+        files.StartSync(paths.back());
+    }
+    for (const std::string& path : paths) files.Sync(path);
+    files.SyncFolder(m_begun.string());
 }
 
 std::map<std::string, UndoRecord::Kept> UndoRecord::Files(const fs::path& place) const {
@@ -117,7 +165,9 @@ std::map<std::string, UndoRecord::Kept> UndoRecord::Files(const fs::path& place)
     std::ifstream list(place / kFiles);
     for (std::string line; std::getline(list, line);) {
         const auto entry = nlohmann::json::parse(line);
-        files[entry[1].get<std::string>()].copy = entry[0].get<std::string>();
+        Kept& kept = files[entry[1].get<std::string>()];
+        if (!entry[0].is_null()) kept.copy = entry[0].get<std::string>();
+        if (entry.size() > 2) kept.says = entry[2].get<std::string>();
     }
     return files;
 }

@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -21,22 +22,30 @@ class UndoFiles : public partner::RealFileLayer {
  public:
     // Copies of files go into `place`, which is there; what was done is listed in its file "files".
     void Record(const std::filesystem::path& place);
+    void EndRecord();  // the list is whole; throws std::runtime_error where it could not be written
 
+    void Write(const std::string& path, const std::string& bytes, std::uint32_t mode) override;
     void Rename(const std::string& from, const std::string& to) override;
     void RenameNew(const std::string& from, const std::string& to) override;
     void Remove(const std::string& path) override;
 
  private:
-    void Note(const std::string& path);
+    bool Concerns(const std::string& path) const;
+    // The name of the copy of what is there, "" where there is nothing; null where that was noted before.
+    std::optional<std::string> Keep(const std::string& path);
+    void Note(const std::optional<std::string>& copy, const std::string& path, const std::string& says);
+    std::string TakeDraft(const std::string& path);
 
     std::filesystem::path m_place;
     std::ofstream m_list;
     std::set<std::string> m_noted;
+    std::map<std::string, std::string> m_drafts;  // what files say that are to take a place, by path
 };
 
 class UndoRecord {
  public:
-    UndoRecord(const std::filesystem::path& device, unsigned partner);
+    // A `durable` one survives a power cut from End on.
+    UndoRecord(const std::filesystem::path& device, unsigned partner, bool durable = true);
 
     // At the start of every synchronisation: what the other partnership's record says is then not the whole story.
     void TellOthers() const;
@@ -61,14 +70,16 @@ class UndoRecord {
  private:
     struct Kept {
         std::string copy;  // "" for a file that was not there
-        std::string after;
+        std::string says;  // after it; "" for one that is not there any more
     };
     std::map<std::string, Kept> Files(const std::filesystem::path& place) const;
     std::map<std::string, std::int64_t> Counters() const;
+    void MakeDurable() const;
 
     std::filesystem::path m_device;
     std::filesystem::path m_place;
     std::filesystem::path m_begun;
+    bool m_durable;
     bool m_isOpen = false;
 };
 

@@ -1,7 +1,9 @@
 #include "sync/sqlite.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
+#include <fstream>
 
 namespace kez::sync {
 namespace {
@@ -25,6 +27,33 @@ std::string ImmutableUri(const std::string& path) {
         }
     }
     return uri + "?immutable=1";
+}
+
+// A file that a connection has open, read through it: to open and close it once more would take the connection's locks.
+sqlite3_file* OpenFile(const Sqlite& connection, int which) {
+    sqlite3_file* file = nullptr;
+    const int result = sqlite3_file_control(connection.Handle(), "main", which, &file);
+    if (result != SQLITE_OK) Throw(connection.Handle(), result, sqlite3_db_filename(connection.Handle(), "main"));
+    return file && file->pMethods ? file : nullptr;
+}
+
+sqlite3_int64 SizeOf(sqlite3_file* file) {
+    sqlite3_int64 size = 0;
+    return file && file->pMethods->xFileSize(file, &size) == SQLITE_OK ? size : 0;
+}
+
+void CopyContent(sqlite3_file* file, const std::string& to) {
+    constexpr sqlite3_int64 kPiece = 256 * 1024;
+    std::string piece;
+    std::ofstream target(to, std::ios::binary | std::ios::trunc);
+    const sqlite3_int64 size = SizeOf(file);
+    for (sqlite3_int64 at = 0; at < size && target; at += kPiece) {
+        piece.resize(static_cast<std::size_t>(std::min(kPiece, size - at)));
+        const int result = file->pMethods->xRead(file, piece.data(), static_cast<int>(piece.size()), at);
+        if (result != SQLITE_OK) Throw(nullptr, result, to);
+        target.write(piece.data(), static_cast<std::streamsize>(piece.size()));
+    }
+    if (!target.flush()) Throw(nullptr, SQLITE_FULL, to);
 }
 
 bool HasLog(const std::string& path) {
@@ -144,6 +173,23 @@ void CopyDatabase(const std::string& from, const std::string& to) {
         // Somebody who opened the database meanwhile may have written to it: what was read may be of two moments.
         if (hadLog || (!HasLog(from) && std::filesystem::last_write_time(from, error) == before)) return;
     }
+}
+
+// Nobody writes to the log while this transaction is open. What somebody may move meanwhile from the log into the
+// database stays in the log: both together are what the database holds, however the two were read.
+void CopyAsFile(Sqlite& from, const std::string& to) {
+    {
+        const Transaction transaction(from);
+        Statement mode(from, "PRAGMA journal_mode");
+        const bool isLogged = mode.Step() && mode.Text(0) == "wal";
+        CopyContent(OpenFile(from, SQLITE_FCNTL_FILE_POINTER), to);
+        sqlite3_file* log = isLogged ? OpenFile(from, SQLITE_FCNTL_JOURNAL_POINTER) : nullptr;
+        mode.Reset();
+        if (SizeOf(log) == 0) return;
+        CopyContent(log, to + "-wal");
+    }
+    Sqlite copy(to);
+    copy.Execute("PRAGMA synchronous=OFF; PRAGMA wal_checkpoint(TRUNCATE)");
 }
 
 }  // namespace kez::sync

@@ -354,15 +354,11 @@ void State::ReplaceCached(const std::vector<std::pair<std::string, std::string>>
 }
 
 void State::CopyTo(const std::filesystem::path& file) {
-    Sqlite target(file.string());
-    sqlite3_backup* backup = sqlite3_backup_init(target.Handle(), "main", m_connection->Handle(), "main");
-    if (!backup) throw StateError("cannot copy the state to " + file.string() + ": " + sqlite3_errmsg(target.Handle()));
-    const int result = sqlite3_backup_step(backup, -1);
-    sqlite3_backup_finish(backup);
-    if (result != SQLITE_DONE) {
-        throw StateError("cannot copy the state to " + file.string() + ": " + sqlite3_errstr(result));
+    try {
+        CopyAsFile(*m_connection, file.string());
+    } catch (const SqliteError& error) {
+        throw StateError("the state cannot be copied: " + std::string(error.what()));
     }
-    sqlite3_db_release_memory(m_connection->Handle());
 }
 
 }  // namespace kez::sync

@@ -129,7 +129,7 @@ class State : public Keepsakes {
     void ReplaceCached(const std::vector<std::pair<std::string, std::string>>& changed,
                        const std::vector<std::string>& removed);
 
-    // A copy of the whole state, made while it is in use.
+    // A copy of the whole state, made while it is in use; nothing may be there. Durable when the file is synced.
     void CopyTo(const std::filesystem::path& file);
 
  private:
