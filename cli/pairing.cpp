@@ -1,76 +1,12 @@
 #include "cli/pairing.h"
 
-#include <cstdlib>
-#include <cstring>
-
 #include "cli/newest.h"
-#include "platform/changewriter/item_notes.h"
 #include "platform/control/control.h"
 
 namespace kez::cli {
 namespace fs = std::filesystem;
 
 namespace {
-
-void Append(std::string& out, std::int64_t number) {
-    for (int shift = 0; shift < 64; shift += 8) out += static_cast<char>(static_cast<std::uint64_t>(number) >> shift);
-}
-
-std::int64_t Take(const std::string& bytes, std::size_t& at) {
-    std::uint64_t number = 0;
-    for (int i = 0; i < 8; ++i)
-        number |= static_cast<std::uint64_t>(static_cast<unsigned char>(bytes[at + i])) << (8 * i);
-    at += 8;
-    return static_cast<std::int64_t>(number);
-}
-
-// Nine numbers, then three texts that end in a zero. The type's number tells these facts from older ones, of fewer.
-constexpr std::size_t kNumbers = 9;
-constexpr std::int64_t kFirstType = 0x100;
-
-std::string Packed(const partner::CachedFile& file) {
-    std::string facts;
-    Append(facts, file.stamp.modified);
-    Append(facts, file.stamp.changed);
-    Append(facts, static_cast<std::int64_t>(file.stamp.size));
-    Append(facts, static_cast<std::int64_t>(file.stamp.inode));
-    Append(facts, file.checked);
-    Append(facts, kFirstType + static_cast<std::int64_t>(file.type));
-    Append(facts, static_cast<std::int64_t>(file.problem));
-    Append(facts, file.saysChanged);
-    Append(facts, file.saysChangedIsNew);
-    for (const std::string* text : {&file.revision, &file.uid, &file.problemText}) facts += *text + '\0';
-    return facts;
-}
-
-std::optional<partner::CachedFile> Unpacked(const std::string& facts) {
-    if (facts.size() < 8 * kNumbers) return std::nullopt;
-    partner::CachedFile file;
-    std::size_t at = 0;
-    file.stamp.modified = Take(facts, at);
-    file.stamp.changed = Take(facts, at);
-    file.stamp.size = static_cast<std::uint64_t>(Take(facts, at));
-    file.stamp.inode = static_cast<std::uint64_t>(Take(facts, at));
-    file.checked = Take(facts, at);
-    const std::int64_t type = Take(facts, at);
-    if (type < kFirstType) return std::nullopt;
-    file.type = static_cast<sync::ItemType>(type - kFirstType);
-    file.problem = static_cast<sync::ProblemCode>(Take(facts, at));
-    file.saysChanged = Take(facts, at);
-    file.saysChangedIsNew = Take(facts, at) != 0;
-    for (std::string* text : {&file.revision, &file.uid, &file.problemText}) {
-        const std::size_t end = facts.find('\0', at);
-        if (end == std::string::npos) return std::nullopt;
-        text->assign(facts, at, end - at);
-        at = end + 1;
-    }
-    return file;
-}
-
-const std::string kRun = "run-";  // a number that goes up with each synchronisation that changes something
-const std::string kNextRun = "next-run";
-
-std::int64_t NumberOf(const std::string& text) { return std::strtoll(text.c_str(), nullptr, 10); }
 
 partner::Durability DurabilityOf(const std::string& name) {
     if (name == "item") return partner::Durability::Item;
@@ -85,27 +21,6 @@ sync::ConflictPolicy PolicyOf(const std::string& name) {
 }
 
 }  // namespace
-
-partner::CachedFiles StateCache::Load() {
-    partner::CachedFiles files;
-    m_state.ForEachCached([&](std::string name, const std::string& facts) {
-        if (auto file = Unpacked(facts)) files.emplace_hint(files.end(), std::move(name), std::move(*file));
-    });
-    return files;
-}
-
-void StateCache::Save(const std::vector<std::pair<std::string, std::optional<partner::CachedFile>>>& changes) {
-    std::vector<std::pair<std::string, std::string>> changed;
-    std::vector<std::string> removed;
-    for (const auto& [name, file] : changes) {
-        if (file) {
-            changed.emplace_back(name, Packed(*file));
-        } else {
-            removed.push_back(name);
-        }
-    }
-    m_state.ReplaceCached(changed, removed);
-}
 
 fs::path StateFile(const fs::path& folder, const std::string& deviceId, unsigned partner) {
     return folder / (".kezsync-" + deviceId + "-" + std::to_string(partner) + ".db");
@@ -214,7 +129,9 @@ void Pairing::Prepare(const DeviceSession& device, const Common& common, const S
         // Changes since this folder's last turn were told to the other one: everything is to be compared.
         for (const sync::ItemType type : sync::kAllItemTypes) m_state->BeginListing(type);
     } else if (known != partnerships.end()) {
-        LookForOlderCopies(device.ShownAs().string());
+        if (const auto older = RunNumbers(*m_state, m_partner).LookForOlderCopies()) {
+            m_olderCopy = older == sync::Doubt::OldDevice ? device.ShownAs().string() : m_folder.string();
+        }
     }
     m_cache = std::make_unique<StateCache>(*m_state);
     m_folderStore = std::make_unique<partner::FolderStore>(m_folder.string(), formats, m_files, *m_cache,
@@ -225,37 +142,12 @@ void Pairing::Prepare(const DeviceSession& device, const Common& common, const S
     }
 }
 
-// The device counts in its volume of items, so that a copy of that alone is recognised as well.
-void Pairing::LookForOlderCopies(const std::string& deviceName) {
-    if (m_state->IsNew()) return;
-    const std::int64_t onDevice = RunOnDevice().value_or(0);
-    std::int64_t inState = NumberOf(m_state->Note(kRun));
-    // Cut off between the two notes of one synchronisation, the state has the number as the next one only.
-    if (NumberOf(m_state->Note(kNextRun)) == onDevice) inState = std::max(inState, onDevice);
-    if (onDevice == inState) return;
-    m_olderCopy = onDevice < inState ? deviceName : m_folder.string();
-    m_state->DoubtAll(onDevice < inState ? sync::Doubt::OldDevice : sync::Doubt::OldFolder);
-    CountRun(std::max(onDevice, inState) + 1);
-}
-
 void Pairing::TellOlderCopy(sync::Report& report) const {
     if (m_olderCopy.empty()) return;
     report.findings.push_back({sync::ProblemCode::None,
                                "is an older copy of itself: everything was compared, and what is missing on one side "
                                "was taken from the other",
                                m_olderCopy});
-}
-
-void Pairing::BeginChanges() { CountRun(std::max(RunOnDevice().value_or(0), NumberOf(m_state->Note(kRun))) + 1); }
-
-std::optional<std::int64_t> Pairing::RunOnDevice() const {
-    return changewriter::ItemNote(kRun + std::to_string(m_partner));
-}
-
-void Pairing::CountRun(std::int64_t number) {
-    m_state->SetNote(kNextRun, std::to_string(number));
-    changewriter::SetItemNote(kRun + std::to_string(m_partner), number);
-    m_state->SetNote(kRun, std::to_string(number));
 }
 
 void Pairing::KeepForUndo(UndoRecord& record) {

@@ -4,7 +4,6 @@
 
 #include <filesystem>
 #include <memory>
-#include <optional>
 #include <stdexcept>
 #include <string>
 
@@ -12,9 +11,10 @@
 #include "cli/device_session.h"
 #include "cli/partnership.h"
 #include "cli/rehearsal.h"
+#include "cli/run_numbers.h"
+#include "cli/state_cache.h"
 #include "cli/undo.h"
 #include "engine/device_store.h"
-#include "partner/folder_cache.h"
 #include "partner/folder_store.h"
 #include "partner/item_format.h"
 #include "partner/packet_codec.h"
@@ -26,17 +26,6 @@ namespace kez::cli {
 class PairingRefused : public std::runtime_error {
  public:
     using std::runtime_error::runtime_error;
-};
-
-// Facts about the folder's files, kept in the state file.
-class StateCache : public partner::FolderCache {
- public:
-    explicit StateCache(sync::State& state) : m_state(state) {}
-    partner::CachedFiles Load() override;
-    void Save(const std::vector<std::pair<std::string, std::optional<partner::CachedFile>>>& changes) override;
-
- private:
-    sync::State& m_state;
 };
 
 // The state file of a folder for one partnership of one device.
@@ -66,7 +55,7 @@ class Pairing {
 
     // Both sides are going to be changed: each notes that this synchronisation took place, so that one that is put
     // back to an older copy is recognised by the other's higher number.
-    void BeginChanges();
+    void BeginChanges() { RunNumbers(*m_state, m_partner).BeginChanges(); }
 
     // From now on everything that is written can be taken back.
     void KeepForUndo(UndoRecord& record);
@@ -76,9 +65,6 @@ class Pairing {
  private:
     void MakeFolder(const std::string& partnerName, bool wasHere);
     void Prepare(const DeviceSession& device, const Common& common, const SyncOptions& options);
-    void LookForOlderCopies(const std::string& deviceName);
-    std::optional<std::int64_t> RunOnDevice() const;
-    void CountRun(std::int64_t number);
 
     SyncOptions m_options;
     std::filesystem::path m_folder;
