@@ -10,7 +10,9 @@ std::optional<std::int64_t> ItemNote(const std::string& name) {
 }
 
 void SetItemNote(const std::string& name, std::int64_t number) {
-    propertydb::Volume::Open(kPimVolume)->SetSetting(name, number);
+    const auto volume = propertydb::Volume::Open(kPimVolume);
+    volume->SetSetting(name, number);
+    volume->Flush();
 }
 
 }  // namespace kez::changewriter

@@ -9,6 +9,7 @@ namespace kez::changewriter {
 
 // Of the open device. Throw propertydb::VolumeError where its volume of items cannot be used.
 std::optional<std::int64_t> ItemNote(const std::string& name);
+// Durable when it returns, with everything that this process wrote to the volume before.
 void SetItemNote(const std::string& name, std::int64_t number);
 
 }  // namespace kez::changewriter
