@@ -34,6 +34,10 @@ std::vector<std::string> Names(const Changes& changes) {
     return names;
 }
 
+bool HasAny(const Changes& changes, const std::set<std::string>& names) {
+    return std::any_of(changes.begin(), changes.end(), [&](const auto& change) { return names.count(change.first); });
+}
+
 std::string Enumerated(const std::vector<std::string>& names) {
     std::string text;
     for (const std::string& name : names) text += (text.empty() ? "" : ", ") + name;
@@ -738,6 +742,8 @@ void Agreement::Pass::WriteMerged(const Step& step, const ReadResult& device, co
     }
     if (!forDevice.empty()) {
         const Item target{step.type, Applied(deviceHeld, forDevice)};
+        // A note that a power cut leaves says that the folder has what the device had to tell: so it must, then.
+        if (HasAny(forFolder, kWrittenInSteps)) m_folder.Flush();
         m_state.NoteWriting(step.type, step.folderId);
         WriteResult result = m_device.Update(step.deviceId, target, device.revision);
         if (result.problem) {

@@ -700,6 +700,21 @@ TEST_F(AgreementTest, AnEditBesideACutOffWriteIsStillAnEdit) {
     ExpectAgreement();
 }
 
+// The note of a write says that the folder has what the device had to tell, and may outlive the folder's own write.
+TEST_F(AgreementTest, TheFolderHasAWriteInStepsForGoodBeforeItIsNoted) {
+    options.types = {ItemType::Appointment};
+    const auto d = device.Add({ItemType::Appointment, {{"Subject", "Weekly"}}});
+    Sync();
+    device.Edit(d, "ExceptionDates", "2026-03-09 10:00:00");
+    folder.Edit(folder.Ids()[0], "Location", "Town");
+    int flushes = 0;
+    int before = 0;
+    folder.atFlush = [&flushes] { ++flushes; };
+    device.atUpdate = [&] { before = flushes; };
+    EXPECT_EQ(Sync().counts.merged, 1u);
+    EXPECT_EQ(before, 1);
+}
+
 TEST_F(AgreementTest, ANoteOfAWriteGoesWhenBothHaveAgreed) {
     folder.Add(Person("Ada"));
     Sync();
