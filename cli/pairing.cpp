@@ -166,6 +166,9 @@ sync::Options Pairing::AgreementOptions() const {
     options.force = m_options.force;
     options.batchSize = m_options.durability == "item" ? 1 : 100;
     options.asHeldByDevice = [this](const sync::Item& item) { return m_codec.AsHeldByDevice(item); };
+    options.hasAll = [this](const std::string& name, const std::string& whole, const std::string& part) {
+        return m_codec.HasAll(name, whole, part);
+    };
     if (m_options.conflicts == "newest") {
         options.ask = [newest = std::make_shared<NewestWins>(*m_folderStore)](const sync::Conflict& conflict) {
             return newest->Decide(conflict);

@@ -422,6 +422,19 @@ Item RecordCodec::AsHeldByDevice(const Item& sent) const {
     return item;
 }
 
+bool RecordCodec::HasAll(const std::string& name, const std::string& whole, const std::string& part) const {
+    const auto hasAll = [](const auto& entries, const auto& wanted) {
+        return std::all_of(wanted.begin(), wanted.end(), [&](const auto& entry) {
+            return std::find(entries.begin(), entries.end(), entry) != entries.end();
+        });
+    };
+    if (name == "ModifiedOccurrences") return hasAll(OccurrencesOf(whole), OccurrencesOf(part));
+    if (name == "ModifiedOccurrenceDates" || name == "ExceptionDates") {
+        return hasAll(TabbedDates(whole), TabbedDates(part));
+    }
+    return whole == part;
+}
+
 std::string RecordCodec::Occurrences(const std::string& text) const {
     std::string said;
     for (sync::Fields occurrence : OccurrencesOf(text)) {

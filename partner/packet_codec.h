@@ -21,6 +21,7 @@ class RecordCodec : public sync::PacketCodec {
     std::string WhyNotHeld(const sync::Item& item) const override;
     sync::Item AsHeldByDevice(const sync::Item& sent) const override;
     std::string Occurrences(const std::string& text) const override;
+    bool HasAll(const std::string& name, const std::string& whole, const std::string& part) const override;
     std::vector<std::string> CannotClear(const sync::Item& wanted, const sync::Item& held) const override;
 
  private:

@@ -661,6 +661,15 @@ void Agreement::Pass::MergeBoth(const Step& step) {
     std::erase_if(merged.disputed, [&](const std::string& name) {
         return ValueOf(expected.fields, name) == ValueOf(device.item.fields, name);
     });
+    // Nor is a list that has in the folder all that it has on the device: a run that was cut off put it there.
+    std::erase_if(merged.disputed, [&](const std::string& name) {
+        const auto here = device.item.fields.find(name);
+        const auto there = folder.item.fields.find(name);
+        if (here == device.item.fields.end() || there == folder.item.fields.end()) return false;
+        if (!m_options.hasAll(name, there->second, here->second)) return false;
+        merged.forDevice[name] = there->second;
+        return true;
+    });
     // Nor is what the device adds by itself anything to tell the folder.
     if (!remembered) {
         std::erase_if(merged.forFolder, [&](const auto& change) {

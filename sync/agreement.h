@@ -68,6 +68,9 @@ struct Options {
     bool force = false;
     // How a faithful device gives back what it was sent (PacketCodec::AsHeldByDevice).
     std::function<Item(const Item&)> asHeldByDevice = [](const Item& item) { return item; };
+    // Whether a list has all entries of another (PacketCodec::HasAll).
+    std::function<bool(const std::string& name, const std::string& whole, const std::string& part)> hasAll =
+        [](const std::string&, const std::string& whole, const std::string& part) { return whole == part; };
     std::function<void(const Progress&)> progress;
     // Asked before each item; from the first true on the pass leaves the rest as it is, for the next one.
     std::function<bool()> stop;

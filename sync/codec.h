@@ -40,6 +40,12 @@ class PacketCodec {
     // would say them, so that both say the same in the same bytes.
     virtual std::string Occurrences(const std::string& text) const { return text; }
 
+    // Whether a field that is a list (changed occurrences, deleted dates) has in `whole` each entry of `part`; a field
+    // of another kind is the same in both.
+    virtual bool HasAll(const std::string& /*name*/, const std::string& whole, const std::string& part) const {
+        return whole == part;
+    }
+
     // What a device that holds `held` keeps although `wanted` lacks it, because no packet can say so (a picture that
     // was removed, ...); one sentence each.
     virtual std::vector<std::string> CannotClear(const Item& /*wanted*/, const Item& /*held*/) const { return {}; }

@@ -356,6 +356,23 @@ TEST(Asymmetry, OccurrencesSayTheSameInTheSameBytesAsAFile) {
     EXPECT_EQ(Codec().Occurrences(""), "");
 }
 
+TEST(RecordCodec, AListHasAllOfAnotherWhereEachOfItsEntriesIsThere) {
+    const auto occurrence = [](const std::string& subject) {
+        std::string text = subject;
+        for (int i = 0; i < 12; ++i) text += "~^!^~";
+        return text;
+    };
+    const std::string whole = occurrence("a") + occurrence("b") + occurrence("c");
+    EXPECT_TRUE(Codec().HasAll("ModifiedOccurrences", whole, occurrence("c") + occurrence("a")));
+    EXPECT_FALSE(Codec().HasAll("ModifiedOccurrences", whole, occurrence("a") + occurrence("d")));
+    for (const char* dates : {"ExceptionDates", "ModifiedOccurrenceDates"}) {
+        EXPECT_TRUE(Codec().HasAll(dates, "2026-03-09 10:00:00\t2026-03-16 10:00:00", "2026-03-16 10:00:00")) << dates;
+        EXPECT_FALSE(Codec().HasAll(dates, "2026-03-09 10:00:00", "2026-03-16 10:00:00")) << dates;
+    }
+    EXPECT_TRUE(Codec().HasAll("Location", "Town", "Town"));
+    EXPECT_FALSE(Codec().HasAll("Location", "Town", "To"));
+}
+
 TEST(Asymmetry, OccurrencesAreReadFromEightBitTextsAndNeverSent) {
     std::u16string text = u"caf?~^!^~";
     text[3] = 0xFFE9;

@@ -715,6 +715,28 @@ TEST_F(AgreementTest, TheFolderHasAWriteInStepsForGoodBeforeItIsNoted) {
     EXPECT_EQ(before, 1);
 }
 
+TEST_F(AgreementTest, AListThatTheFolderHasWholeIsNoConflict) {
+    options.types = {ItemType::Appointment};
+    options.hasAll = [](const std::string&, const std::string& whole, const std::string& part) {
+        return whole.find(part) != std::string::npos;
+    };
+    const auto d = device.Add({ItemType::Appointment, {{"Subject", "Weekly"}, {"ExceptionDates", "9"}}});
+    Sync();
+    const auto f = folder.Ids()[0];
+    device.Edit(d, "ExceptionDates", "9 16");
+    folder.Edit(f, "ExceptionDates", "9 16 23");
+    const Report report = Sync();
+    EXPECT_EQ(report.entries.size(), 1u);
+    EXPECT_EQ(device.At(d).at("ExceptionDates"), "9 16 23");
+    ExpectAgreement();
+
+    device.Edit(d, "ExceptionDates", "9 30");
+    folder.Edit(f, "ExceptionDates", "9");
+    Sync();
+    EXPECT_EQ(folder.Size(), 2u) << "what only the device has is not given up";
+    ExpectAgreement();
+}
+
 TEST_F(AgreementTest, ANoteOfAWriteGoesWhenBothHaveAgreed) {
     folder.Add(Person("Ada"));
     Sync();
