@@ -139,6 +139,14 @@ class SessionWorld {
         return contact->Save() == S_OK;
     }
 
+    bool EditTask(LONG oid, HRESULT (ITask::*put)(BSTR), const std::string& value) {
+        engine::ComPtr<IDispatch> item;
+        if (m_application->GetItemFromOid(oid, item.Out()) != S_OK) return false;
+        auto* task = static_cast<ITask*>(item.Get());
+        (task->*put)(OutlookText(value));
+        return task->Save() == S_OK;
+    }
+
     std::string ContactText(LONG oid, HRESULT (IContact::*get)(BSTR*)) {
         engine::ComPtr<IDispatch> item;
         engine::AutomationString value;

@@ -1,5 +1,6 @@
 #include "test_files.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
@@ -22,6 +23,37 @@ void DiskFiles::PowerCut() {
         file->bytes = file->synced;
         m_live[name] = file;
     }
+}
+
+std::map<std::string, DiskFiles::Found> DiskFiles::AfterCut(const std::function<bool()>& survives) const {
+    Names names = m_durable;
+    for (const auto& [name, file] : m_durable) {
+        const auto live = m_live.find(name);
+        if ((live == m_live.end() || live->second != file) && survives()) names.erase(name);
+    }
+    for (const auto& [name, file] : m_live) {
+        const auto durable = m_durable.find(name);
+        const bool changed = durable == m_durable.end() || durable->second != file;
+        if (changed && (durable == m_durable.end() ? survives() : !names.contains(name))) names[name] = file;
+    }
+    std::map<std::string, Found> found;
+    for (const auto& [name, file] : names) found[name] = {file->synced, file->stamp, file->mode};
+    return found;
+}
+
+void DiskFiles::PutBack(const std::map<std::string, Found>& found) {
+    m_live.clear();
+    for (const auto& [name, kept] : found) {
+        auto file = std::make_shared<File>();
+        file->bytes = file->synced = kept.bytes;
+        file->stamp = kept.stamp;
+        file->mode = kept.mode;
+        m_live[name] = file;
+        m_clock = std::max({m_clock, kept.stamp.modified, kept.stamp.changed});
+        m_inodes = std::max(m_inodes, kept.stamp.inode);
+    }
+    m_durable = m_live;
+    Tick();
 }
 
 void DiskFiles::Put(const std::string& name, const std::string& bytes) {

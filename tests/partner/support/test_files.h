@@ -22,6 +22,15 @@ class DiskFiles : public partner::FileLayer {
     // synced bytes (nothing where the file was not).
     std::map<std::string, std::string> Visible() const;
     void PowerCut();
+    // What is there after a power cut in which each change of a name that was not synced survives or not; and a folder
+    // as it was found.
+    struct Found {
+        std::string bytes;
+        partner::FileStamp stamp;
+        std::uint32_t mode;
+    };
+    std::map<std::string, Found> AfterCut(const std::function<bool()>& survives) const;
+    void PutBack(const std::map<std::string, Found>& found);
     void Put(const std::string& name, const std::string& bytes);  // as another program, durably
     void SetKind(const std::string& name, partner::FileKind kind) { m_live[name]->kind = kind; }
     std::vector<std::string> calls;
@@ -30,6 +39,7 @@ class DiskFiles : public partner::FileLayer {
     int failWith = 5;
     std::function<void(const std::string& call)> before;  // for what happens meanwhile
     bool processesLive = false;
+    std::string randomNames = "random-";  // what they begin with; another one for another process on the same folder
 
     std::vector<partner::FileEntry> List(const std::string& folder, const partner::NameFilter& wanted) override;
     partner::FileEntry Look(const std::string& path) override;
@@ -44,7 +54,7 @@ class DiskFiles : public partner::FileLayer {
     std::int64_t Now() override { return m_clock; }
     bool ProcessLives(std::int64_t) override { return processesLive; }
     std::int64_t ThisProcess() override { return 77; }
-    std::string RandomName() override { return "random-" + std::to_string(++m_random); }
+    std::string RandomName() override { return randomNames + std::to_string(++m_random); }
 
  private:
     struct File {
