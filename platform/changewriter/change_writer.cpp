@@ -146,6 +146,20 @@ bool NeedsNoLook(Volume& pim) {
     return KnownAs(pim) == g_known || (!pim.Setting(kRun) && !Volume::Exists(kChangeVolume));
 }
 
+// Seen through the connection that this process shares, where nobody else is using it: one of the writer's own costs
+// more than the look, and there is rarely any news.
+bool SeesNoNews() {
+    const auto pim = Volume::IfOpen(kPimVolume);
+    if (!pim) return false;
+    const auto lock = pim->TryLock();
+    if (!lock) return false;
+    for (const ChangeTable& table : kChangeTables) {
+        const CEOID database = pim->FindDatabase(table.pimDatabase);
+        if (database && !pim->HasJournal(database)) return false;
+    }
+    return pim->ReadJournal(0, 1).empty() && NeedsNoLook(*pim);
+}
+
 // Holding the change volume's write lock from its first statement on, so that of several writers each begins where
 // the one before has ended.
 Carried CarryOver(const std::shared_ptr<Volume>& pim, const std::shared_ptr<Volume>& changes, Delay delay) {
@@ -224,7 +238,7 @@ bool HasEntriesUpTo(Volume& pim, std::int64_t upTo) {
 
 std::size_t Drain(Delay delay) {
     const KeepLastError keep;
-    if (control::DeviceFolder().empty() || !Volume::Exists(kPimVolume)) return 0;
+    if (control::DeviceFolder().empty() || !Volume::Exists(kPimVolume) || SeesNoNews()) return 0;
     Carried carried;
     bool dropped = false;
     {

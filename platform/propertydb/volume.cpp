@@ -62,6 +62,7 @@ int CheckedOrder(const Database& database, int order) {
 std::shared_ptr<Volume> Volume::Open(LPCWSTR devicePath) { return VolumeTable::Get().Open(devicePath, false); }
 std::shared_ptr<Volume> Volume::OpenOrCreate(LPCWSTR devicePath) { return VolumeTable::Get().Open(devicePath, true); }
 std::shared_ptr<Volume> Volume::OpenApart(LPCWSTR devicePath) { return VolumeTable::Get().OpenApart(devicePath); }
+std::shared_ptr<Volume> Volume::IfOpen(LPCWSTR devicePath) { return VolumeTable::Get().IfOpen(devicePath); }
 
 bool Volume::Exists(LPCWSTR devicePath) {
     const auto file = kernel::HostPath(devicePath);
@@ -74,6 +75,10 @@ Volume::~Volume() = default;
 
 CEGUID Volume::Guid() const { return m_private->connection->Guid(); }
 std::uint64_t Volume::Identity() const { return static_cast<std::uint64_t>(m_private->connection->Identity()); }
+
+std::unique_lock<std::recursive_mutex> Volume::TryLock() {
+    return std::unique_lock(m_private->connection->Mutex(), std::try_to_lock);
+}
 
 void Volume::Flush() {
     std::atomic<bool>& wrote = m_private->share->wrote;

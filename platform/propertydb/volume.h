@@ -16,6 +16,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <span>
 #include <stdexcept>
@@ -87,6 +88,8 @@ class Volume : public std::enable_shared_from_this<Volume> {
     static std::shared_ptr<Volume> OpenOrCreate(LPCWSTR devicePath);
     // The volume under a connection of its own, which sees no open transaction of this process and joins none.
     static std::shared_ptr<Volume> OpenApart(LPCWSTR devicePath);
+    // The one that this process shares, where somebody has it open; else null.
+    static std::shared_ptr<Volume> IfOpen(LPCWSTR devicePath);
     static bool Exists(LPCWSTR devicePath);
 
     ~Volume();
@@ -96,6 +99,9 @@ class Volume : public std::enable_shared_from_this<Volume> {
     CEGUID Guid() const;  // what CeMountDBVolEx gives for it
     // Made once with the volume and never changed; a copy of the file has the same, a new volume another.
     std::uint64_t Identity() const;
+    // The volume for this thread alone, unless another one has it now: then the lock owns nothing.
+    std::unique_lock<std::recursive_mutex> TryLock();
+
     // Makes durable what this process wrote since its last flush; costs nothing where that is nothing.
     void Flush();
 
@@ -151,6 +157,7 @@ class Volume : public std::enable_shared_from_this<Volume> {
     // From now on every change of a record of `database`, by whatever process, is noted in the transaction that
     // makes it. Doing it again changes nothing.
     void EnableJournal(CEOID database);
+    bool HasJournal(CEOID database);
     // Entries after `after`, oldest first, at most `limit`.
     std::vector<JournalEntry> ReadJournal(std::int64_t after, std::size_t limit);
     std::int64_t LastJournalSequence();   // the highest ever given in this volume, trimmed or not; 0 for none

@@ -20,6 +20,12 @@ void Volume::EnableJournal(CEOID database) {
     scope.Commit();
 }
 
+bool Volume::HasJournal(CEOID database) {
+    Connection& connection = *m_private->connection;
+    ReadScope scope(connection);
+    return connection.NeedDatabase(database)->journal;
+}
+
 std::vector<JournalEntry> Volume::ReadJournal(std::int64_t after, std::size_t limit) {
     Connection& connection = *m_private->connection;
     ReadScope scope(connection);

@@ -110,6 +110,12 @@ std::shared_ptr<Volume> VolumeTable::OpenApart(LPCWSTR devicePath) {
     return std::make_shared<Volume>(Volume::Private{std::move(share), std::move(connection)});
 }
 
+std::shared_ptr<Volume> VolumeTable::IfOpen(LPCWSTR devicePath) {
+    std::lock_guard lock(m_mutex);
+    const auto known = m_known.find(FileOf(devicePath));
+    return known == m_known.end() ? nullptr : known->second.volume.lock();
+}
+
 std::shared_ptr<Volume> VolumeTable::Mount(LPCWSTR devicePath, const CEVOLUMEOPTIONS* options, DWORD disposition,
                                            bool& existed) {
     std::lock_guard lock(m_mutex);

@@ -29,6 +29,7 @@ class VolumeTable {
     // The volume at a device path, opened where it is not open yet. Throws VolumeError.
     std::shared_ptr<Volume> Open(LPCWSTR devicePath, bool create);
     std::shared_ptr<Volume> OpenApart(LPCWSTR devicePath);
+    std::shared_ptr<Volume> IfOpen(LPCWSTR devicePath);
 
     // CeMountDBVolEx and CeUnmountDBVol. Throws VolumeError; `existed` tells that the volume was there.
     std::shared_ptr<Volume> Mount(LPCWSTR devicePath, const CEVOLUMEOPTIONS* options, DWORD disposition, bool& existed);

@@ -6,6 +6,7 @@
 
 #include <cstdlib>
 #include <map>
+#include <thread>
 
 #include "platform/propertydb/volume.h"
 #include "tests/support/test_device.h"
@@ -234,6 +235,52 @@ TEST_F(ChangeWriter, AWriterThatFailedBeforeItsCommitIsFollowedByOneThatDoesItAl
     EXPECT_FALSE(LastFailure());
     EXPECT_TRUE(CloseHandle(session));
     EXPECT_TRUE(CeUnmountDBVol(&guid));
+    EXPECT_THAT(Contacts(), ElementsAre(Pair(ann, Pair(1, 1))));
+}
+
+TEST_F(ChangeWriter, ADatabaseThatIsMadeWhileThereIsNoNewsIsJournalledFromTheNextRunOn) {
+    m_pim->Insert(m_contacts, {{kName, u"Ann"}});
+    EXPECT_EQ(Drain(), 1u);
+    EXPECT_EQ(Drain(), 0u);
+    const CEOID appointments = m_pim->CreateDatabase({u"Appointments Database", 25, {{{{kName}}}}, {}});
+    EXPECT_FALSE(m_pim->HasJournal(appointments));
+    EXPECT_EQ(Drain(), 0u);
+    EXPECT_TRUE(m_pim->HasJournal(appointments));
+    const CEOID lunch = m_pim->Insert(appointments, {{kName, u"Lunch"}});
+    EXPECT_EQ(Drain(), 1u);
+    EXPECT_THAT(StatesOf(TEXT("\\KEZDeltaD")), ElementsAre(Pair(lunch, Pair(1, 1))));
+}
+
+TEST_F(ChangeWriter, WhatIsNotCommittedYetIsNoNews) {
+    EXPECT_EQ(Drain(), 0u);
+    CEOID ann = 0;
+    {
+        propertydb::Transaction transaction(m_pim);
+        ann = m_pim->Insert(m_contacts, {{kName, u"Ann"}});
+        EXPECT_EQ(Drain(), 0u);
+        transaction.Commit();
+    }
+    EXPECT_EQ(Drain(), 1u);
+    EXPECT_THAT(Contacts(), ElementsAre(Pair(ann, Pair(1, 1))));
+}
+
+TEST_F(ChangeWriter, ARunWithoutNewsWaitsForNobodyWhoHasTheVolumeForHisThread) {
+    m_pim->Insert(m_contacts, {{kName, u"Ann"}});
+    EXPECT_EQ(Drain(), 1u);
+    const propertydb::Transaction transaction(m_pim);
+    std::size_t carried = 1;
+    std::thread([&] { carried = Drain(); }).join();
+    EXPECT_EQ(carried, 0u);
+}
+
+TEST_F(ChangeWriter, NewsOfAnotherProcessAreSeenThroughAVolumeThatIsOpen) {
+    EXPECT_EQ(Drain(), 0u);
+    CEOID ann = 0;
+    {
+        const auto apart = Volume::OpenApart(kPimVolume);  // sees and is seen as another process does and is
+        ann = apart->Insert(m_contacts, {{kName, u"Ann"}});
+    }
+    EXPECT_EQ(Drain(), 1u);
     EXPECT_THAT(Contacts(), ElementsAre(Pair(ann, Pair(1, 1))));
 }
 
