@@ -416,6 +416,24 @@ std::string FolderStore::NameFor(const std::string& uid, std::string_view extens
     return base + (attempt ? "-" + std::to_string(attempt + 1) : "") + std::string(extension);
 }
 
+void FolderStore::ExpectNew(ItemType, std::size_t count) {
+    m_expected = count;
+    m_named = 0;
+}
+
+// A random name. Where several are expected, each begins within its own share of what the first 32 bits can be.
+std::string FolderStore::NewUid() {
+    std::string uid = m_files.RandomName();
+    std::uint32_t begin = 0;
+    if (m_named >= m_expected || uid.size() < 8 ||
+        std::from_chars(uid.data(), uid.data() + 8, begin, 16).ptr != uid.data() + 8) {
+        return uid;
+    }
+    char text[9];
+    std::snprintf(text, sizeof text, "%08x", static_cast<unsigned>(((m_named++ << 32) + begin) / m_expected));
+    return uid.replace(0, 8, text);
+}
+
 std::string FolderStore::TimeText() const {
     std::string text = MomentText(m_files.Now() / 1'000'000'000);
     text[10] = 'T';
@@ -431,7 +449,7 @@ FolderStore::Draft FolderStore::MakeDraft(const Item& item, const std::string& h
         return draft;
     }
     draft.format = *format;
-    draft.uid = hint.empty() ? m_files.RandomName() : hint;
+    draft.uid = hint.empty() ? NewUid() : hint;
     try {
         ItemFormat::Writing writing = draft.format->Make(item, draft.uid, TimeText());
         draft.problem = std::move(writing.problem);

@@ -52,6 +52,8 @@ class FolderStore : public sync::Store {
                              const std::string& expectedRevision) override;
     sync::Problem Delete(sync::ItemType type, const std::string& id, const std::string& expectedRevision) override;
     void Flush() override;
+    // Their names are random, and yet come in their order: files, tables and indexes grow at their ends.
+    void ExpectNew(sync::ItemType type, std::size_t count) override;
 
     // When a listed item was last changed, in nanoseconds since 1970 UTC: what its file says (REV, LAST-MODIFIED) where
     // that has moved since both last looked, else when the file was written. Nothing where it is not there.
@@ -88,6 +90,7 @@ class FolderStore : public sync::Store {
     void Settle();
     void SyncFolderNow();
     std::string NameFor(const std::string& uid, std::string_view extension, int attempt);
+    std::string NewUid();
     std::string TimeText() const;
     sync::WriteResult Failure(sync::ProblemCode code, std::string text, const std::string& id) const;
     sync::WriteResult Held(const std::string& id, std::string bytes) const;
@@ -104,6 +107,8 @@ class FolderStore : public sync::Store {
     Changes m_cacheChanges;
     int m_unsynced = 0;
     int m_written = 0;
+    std::uint64_t m_expected = 0;  // new items, and how many of them have been named
+    std::uint64_t m_named = 0;
     bool m_cleaned = false;
 };
 

@@ -379,6 +379,10 @@ Report Agreement::Pass::Run() {
             finish(together.size());
             together.clear();
         };
+        m_folder.ExpectNew(type, static_cast<std::size_t>(
+                                     std::count_if(m_plan.steps.begin(), m_plan.steps.end(), [type](const Step& step) {
+                                         return step.type == type && step.action == Action::CreateInFolder;
+                                     })));
         for (const Phase phase : {Phase::DeleteOnDevice, Phase::WriteDevice, Phase::WriteFolder}) {
             bool begun = false;
             for (const Step& step : m_plan.steps) {

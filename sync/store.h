@@ -12,6 +12,7 @@
 //   StoreError.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -114,6 +115,8 @@ class Store {
     virtual void EndPass(ItemType) {}
     virtual void BeginWrites(ItemType) {}
     virtual void EndWrites(ItemType) {}
+    // About so many new items without names are going to be made.
+    virtual void ExpectNew(ItemType, std::size_t /*count*/) {}
 
     // The other side holds the item that was read from here, and so does the state.
     virtual void Acknowledge(ItemType, const std::string& /*id*/) {}

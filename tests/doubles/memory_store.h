@@ -84,6 +84,8 @@ class MemoryStore : public sync::Store {
         return Store::CreateAll(items);
     }
 
+    void ExpectNew(sync::ItemType, std::size_t count) override { expectedNew = count; }
+
     sync::WriteResult Update(const std::string& id, const sync::Item& wanted, const std::string& expected) override {
         Called();
         if (atUpdate) std::exchange(atUpdate, nullptr)();
@@ -162,6 +164,7 @@ class MemoryStore : public sync::Store {
     int calls = 0;
     int reads = 0;
     int writes = 0;
+    std::size_t expectedNew = 0;
     std::vector<std::size_t> together;  // how many items were to be made at once, each time
 
  private:

@@ -6,8 +6,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <set>
 
 #include "partner/said_change.h"
 #include "partner/vcard.h"
@@ -625,6 +627,28 @@ class RealFolder : public ::testing::Test {
     MemoryFolderCache m_cache;
     CardFormat m_cards;
 };
+
+TEST_F(RealFolder, NamesOfExpectedItemsAreRandomAndComeInTheirOrder) {
+    FolderStore store = Open();
+    std::vector<std::string> names;
+    const auto make = [&](std::size_t count) {
+        for (const auto& made : store.CreateAll(std::vector<Item>(count, Person("Ada")))) names.push_back(made.id);
+    };
+    store.ExpectNew(ItemType::Contact, 300);
+    for (int i = 0; i < 30; ++i) make(10);
+    EXPECT_TRUE(std::is_sorted(names.begin(), names.end()));
+    EXPECT_EQ(std::set<std::string>(names.begin(), names.end()).size(), 300u);
+    EXPECT_LT(names.front(), "01");
+    EXPECT_GT(names.back(), "fe");
+    make(1);
+    EXPECT_NE(names[300], names[299]) << "one that was not expected has any name";
+    store.ExpectNew(ItemType::Contact, 1);
+    make(2);
+    for (const std::string& name : names) {
+        EXPECT_THAT(name,
+                    testing::MatchesRegex("[0-9a-f]{8}-[0-9a-f]{4}-4[0-9a-f]{3}-[89ab][0-9a-f]{3}-[0-9a-f]{12}\\.vcf"));
+    }
+}
 
 TEST_F(RealFolder, ItemsAreMadeChangedAndDeleted) {
     FolderStore store(m_path + "/", {&m_cards}, m_files, m_cache, Durability::Item);

@@ -75,6 +75,7 @@ TEST_F(AgreementTest, NewItemsOfTheDeviceAreMadeInTheFolderSomeAtATime) {
     std::vector<std::size_t> sizes;
     folder.atFlush = [&] { sizes.push_back(folder.Size()); };
     EXPECT_EQ(Sync().counts.received, 21u);
+    EXPECT_EQ(folder.expectedNew, 21u);
     EXPECT_THAT(folder.together, ElementsAre(8, 2, 8, 2, 1));
     EXPECT_THAT(done, ElementsAre(8, 10, 18, 20, 21));
     EXPECT_THAT(sizes, ElementsAre(10, 20, 21)) << "a batch is never more than was asked for";
