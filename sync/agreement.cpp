@@ -20,6 +20,9 @@ const std::set<std::string> kWrittenInSteps = {
 constexpr std::size_t kTogether = 8;
 constexpr std::size_t kBytesTogether = 1 << 20;  // fewer where they are as large as this
 
+// Of these, what has entries: texts behind one another, or dates with tabs between them.
+const std::set<std::string> kLists = {"ExceptionDates", "ModifiedOccurrences", "ModifiedOccurrenceDates"};
+
 // What the hint of a second item begins with, which the device's version of a disputed one became.
 const std::string kSecondCopy = "kezsync-copy-";
 
@@ -686,7 +689,11 @@ void Agreement::Pass::MergeBoth(const Step& step) {
     if (m_cutOff.count({step.type, step.folderId})) {
         // The folder had everything by then that the device had to tell.
         for (const std::string& name : kWrittenInSteps) {
-            if (ValueOf(expected.fields, name) == ValueOf(device.item.fields, name)) continue;
+            const std::string here = ValueOf(device.item.fields, name);
+            if (ValueOf(expected.fields, name) == here) continue;
+            // Entries that neither side had then are of the device's owner, who made them since.
+            const std::string had = ValueOf(folder.item.fields, name) + "\t" + ValueOf(bases.device, name);
+            if (kLists.count(name) && !here.empty() && !m_options.hasAll(name, had, here)) continue;
             merged.forFolder.erase(name);
             std::erase(merged.disputed, name);
             const Fields& source = folder.item.fields.count(name) ? folder.item.fields : expected.fields;

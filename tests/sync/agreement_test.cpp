@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 
 #include <cstdlib>
+#include <sstream>
 
 #include "tests/doubles/memory_store.h"
 
@@ -20,6 +21,16 @@ using tests::MemoryStore;
 Item Person(const std::string& first, Fields more = {}) {
     more["FirstName"] = first;
     return {ItemType::Contact, more};
+}
+
+// Of lists with tabs between their entries.
+bool HasAllWithTabs(const std::string&, const std::string& whole, const std::string& part) {
+    const std::string entries = "\t" + whole + "\t";
+    std::istringstream stream(part);
+    for (std::string entry; std::getline(stream, entry, '\t');) {
+        if (entries.find("\t" + entry + "\t") == std::string::npos) return false;
+    }
+    return true;
 }
 
 class AgreementTest : public testing::Test {
@@ -666,6 +677,7 @@ TEST_F(AgreementTest, AnItemThatAListingMissedIsNotDeleted) {
 
 TEST_F(AgreementTest, WhatACutOffWriteLeftOnTheDeviceIsNeitherAChangeNorAConflict) {
     options.types = {ItemType::Appointment};
+    options.hasAll = HasAllWithTabs;
     device.Add({ItemType::Appointment, {{"Subject", "Talk"}, {"ReminderSet", "1"}, {"ExceptionDates", "a"}}});
     Sync();
     folder.Edit(folder.Ids()[0], "ExceptionDates", "a\tb\tc");
@@ -681,6 +693,28 @@ TEST_F(AgreementTest, WhatACutOffWriteLeftOnTheDeviceIsNeitherAChangeNorAConflic
     EXPECT_THAT(folder.Contents(),
                 UnorderedElementsAre(Fields{
                     {"Subject", "Talk"}, {"ReminderSet", "1"}, {"ExceptionDates", "a\tb\tc"}, {"Location", "Hall"}}));
+    ExpectAgreement();
+}
+
+TEST_F(AgreementTest, AnOccurrenceThatChangedAfterACutOffWriteIsNotLost) {
+    options.types = {ItemType::Appointment};
+    options.hasAll = HasAllWithTabs;
+    device.Add({ItemType::Appointment, {{"Subject", "Talk"}, {"ExceptionDates", "a"}}});
+    Sync();
+    folder.Edit(folder.Ids()[0], "ExceptionDates", "a\tb");
+    {
+        State state(m_folderPath / "state.db", "device", "folder", false);
+        state.NoteWriting(ItemType::Appointment, folder.Ids()[0]);
+    }
+    device.Edit(device.Ids()[0], "ExceptionDates", "a\tb\tnew");
+    device.Edit(device.Ids()[0], "ModifiedOccurrences", "Moved");
+    Sync();
+    std::string said;
+    for (const Fields& fields : folder.Contents()) {
+        for (const auto& [name, value] : fields) said += name + "=" + value + "\n";
+    }
+    EXPECT_THAT(said, HasSubstr("ModifiedOccurrences=Moved\n"));
+    EXPECT_THAT(said, HasSubstr("ExceptionDates=a\tb\tnew\n"));
     ExpectAgreement();
 }
 
