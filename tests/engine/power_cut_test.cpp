@@ -588,10 +588,10 @@ TEST_P(PowerCut, OfTheRunAfterACutLosesNothingEither) {
     ASSERT_FALSE(cutOff.empty());
     for (const auto& [disks, first] : cutOff) {
         cuts = 0;
-        SynchroniseWithCuts(disks, [&](const std::string& when) {
+        SynchroniseWithCuts(disks, [&, &cutAt = first](const std::string& when) {
             if (++cuts % 5 != 0) return;
             const std::string found = Outcome("cut");
-            EXPECT_TRUE(found == expected) << "cut at " << first << ", then at " << when << "\n"
+            EXPECT_TRUE(found == expected) << "cut at " << cutAt << ", then at " << when << "\n"
                                            << Differences(expected, found);
         });
         EXPECT_GT(cuts, 0u) << first;
