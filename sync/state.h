@@ -107,7 +107,8 @@ class State : public Keepsakes {
     void DoubtAll(Doubt doubt);
 
     // Notes that the device is about to be written what the folder's item says; the note goes when both have agreed on
-    // the item. It survives the end of the process, but not a power cut.
+    // the item. It survives the end of the process; a power cut may take it or leave it, so what it says of the folder
+    // is durable before.
     void NoteWriting(ItemType type, const std::string& folderId);
     std::set<std::pair<ItemType, std::string>> Writing();
 
