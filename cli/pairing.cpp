@@ -62,10 +62,10 @@ Pairing::Pairing(const DeviceSession& device, const Common& common, const SyncOp
 
 // The connection ends before the library goes, and both before the locks.
 Pairing::~Pairing() {
-    control::SetFlushPolicy(control::FlushPolicy::AtOnce);
     m_deviceStore.reset();
     m_connection.reset();
     m_provider.reset();
+    control::SetFlushPolicy(control::FlushPolicy::AtOnce);
     m_folderStore.reset();
     m_cache.reset();
     m_state.reset();
