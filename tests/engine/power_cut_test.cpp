@@ -240,8 +240,11 @@ class Machine {
               store(connection, machine.m_codec, keepsakes, "the device", device) {
             control::SetFlushPolicy(machine.m_mode.flush);
         }
-        ~ProviderSession() { control::SetFlushPolicy(control::FlushPolicy::AtOnce); }
 
+        struct FlushesAtOnce {
+            ~FlushesAtOnce() { control::SetFlushPolicy(control::FlushPolicy::AtOnce); }
+        };
+        const FlushesAtOnce afterTheProvider{};
         ProviderLibrary provider;
         Connection connection;
         DeviceStore store;
