@@ -2,7 +2,7 @@
 """First, unchanged and 1-percent-changed synchronisation of contacts: time and peak memory, beside other programs.
 
 usage: sync_bench.py KEZSYNC [--items N[,N...]] [--place FOLDER[,FOLDER...]] [--pictures] [--programs NAME[,NAME...]]
-                      [--rounds N]
+                      [--rounds N] [--writing-rounds N]
 
 kezsync brings a folder and a new device into agreement ("first" from the files to the device, "to files" from another
 device to an empty folder); vdirsyncer and unison do the same with two local folders, in the same run, with the same
@@ -12,11 +12,13 @@ A program that is not installed is left out, and said to be. One line each: seco
 processor, peak memory in MiB, microseconds an item. Build with optimisation; give a place on a disk and one on tmpfs.
 With --pictures every tenth card has one of 20 KB.
 
-"Unchanged" and "1 percent" are medians of some rounds in which all programs take turns, because the speed of a shared
-machine drifts: the ratios that follow are of runs of one round.
+"Unchanged", "1 percent", "to files" and "bare" are medians of some rounds in which all programs take turns, because the
+speed of a shared machine drifts: the ratios that follow are of runs of one round. Nothing is deleted before the end,
+because for minutes after many files were, a file system may look long for the inode of a new one.
 """
 import argparse
 import base64
+import contextlib
 import os
 import pathlib
 import random
@@ -112,6 +114,7 @@ def main():
     parser.add_argument("--place", default=tempfile.gettempdir())
     parser.add_argument("--pictures", action="store_true")
     parser.add_argument("--rounds", type=int, default=5)
+    parser.add_argument("--writing-rounds", type=int, default=3)
     parser.add_argument("--programs", default="bare,kezsync,vdirsyncer,unison")
     options = parser.parse_args()
     programs = {"kezsync": lambda place: kezsync(options.kezsync, place), "vdirsyncer": vdirsyncer, "unison": unison}
@@ -120,31 +123,47 @@ def main():
         if name != "kezsync" and name in wanted and not shutil.which(name):
             print(f"{name} is not installed and is left out")
             wanted.remove(name)
-    for where in options.place.split(","):
-        for items in map(int, options.items.split(",")):
+    with contextlib.ExitStack() as folders:
+        for where in options.place.split(","):
+            for items in map(int, options.items.split(",")):
 
-            def say(name, case, seconds, used, memory=None):
-                # What a process has at most is counted from before it became the program: less is not seen.
-                least = resource.getrusage(resource.RUSAGE_SELF).ru_maxrss / 1024
-                peak = "" if memory is None else f"{'<' if memory <= least else ''}{memory:.1f}"
-                print(f"{where:12} {items:7} {name:11} {case:10} {seconds:8.3f} s {used:8.3f} s "
-                      f"{peak:>7} MiB {seconds * 1e6 / items:8.1f} us/item",
-                      flush=True)
+                def say(name, case, seconds, used, memory=None):
+                    # What a process has at most is counted from before it became the program: less is not seen.
+                    least = resource.getrusage(resource.RUSAGE_SELF).ru_maxrss / 1024
+                    peak = "" if memory is None else f"{'<' if memory <= least else ''}{memory:.1f}"
+                    print(f"{where:12} {items:7} {name:11} {case:10} {seconds:8.3f} s {used:8.3f} s "
+                          f"{peak:>7} MiB {seconds * 1e6 / items:8.1f} us/item",
+                          flush=True)
 
-            with tempfile.TemporaryDirectory(prefix="kezsync-bench-", dir=where) as folder:
+                folder = folders.enter_context(tempfile.TemporaryDirectory(prefix="kezsync-bench-", dir=where))
                 commands = {}
                 for name in (name for name in programs if name in wanted):
                     place = pathlib.Path(folder) / name
                     fill(place / "a", items, options.pictures)
                     commands[name] = programs[name](place)
                     say(name, "first", *measured(*commands[name]))
-                place = pathlib.Path(folder) / "kezsync"
                 if "kezsync" in commands:
-                    say("kezsync", "to files", *measured([options.kezsync, "sync", "--device", place / "device",
-                                                          place / "c", "--partner", "2", "--quiet"], {}))
-                    if "bare" in wanted:
-                        say("bare", "writing", *write_bare(place / "c", place / "d"))
+                    write_in_turns(pathlib.Path(folder) / "kezsync", "bare" in wanted, options, say)
                 take_turns(pathlib.Path(folder), commands, items, options, say)
+
+
+def write_in_turns(place, with_bare, options, say):
+    ours, bare = [], []
+    for n in range(options.writing_rounds):
+        shutil.copytree(place / "device", place / f"device-{n}")
+        os.sync()
+        ours.append(measured([options.kezsync, "sync", "--device", place / f"device-{n}", place / f"c-{n}",
+                              "--partner", "2", "--quiet"], {}))
+        if with_bare:
+            os.sync()
+            bare.append(write_bare(place / f"c-{n}", place / f"d-{n}"))
+    for name, case, runs in (("kezsync", "to files", ours), ("bare", "writing", bare)):
+        if runs:
+            say(name, case, *(statistics.median(figure) for figure in zip(*runs)))
+    if bare:
+        ratios = sorted(mine[0] / theirs[0] for mine, theirs in zip(ours, bare))
+        print(f"  to files beside the bare writing: {statistics.median(ratios):.2f} "
+              f"({ratios[0]:.2f} to {ratios[-1]:.2f})", flush=True)
 
 
 def take_turns(folder, commands, items, options, say):
