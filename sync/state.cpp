@@ -200,11 +200,17 @@ std::size_t State::CountPairs(ItemType type) {
 }
 
 Bases State::BasesOf(const Pair& pair) {
-    Statement one(*m_connection, "SELECT device_base, folder_base FROM pair WHERE number = ?");
-    if (!one.Bind(pair.number).Step()) return {};
+    if (!m_basesOf) {
+        m_basesOf =
+            std::make_unique<Statement>(*m_connection, "SELECT device_base, folder_base FROM pair WHERE number = ?");
+    }
+    Statement& one = *m_basesOf;
     Bases bases;
-    bases.device = Unpacked(one.Bytes(0)).value_or(Fields{});
-    bases.folder = one.IsNull(1) ? bases.device : Unpacked(one.Bytes(1)).value_or(Fields{});
+    if (one.Bind(pair.number).Step()) {
+        bases.device = Unpacked(one.Bytes(0)).value_or(Fields{});
+        bases.folder = one.IsNull(1) ? bases.device : Unpacked(one.Bytes(1)).value_or(Fields{});
+    }
+    one.Reset();
     return bases;
 }
 

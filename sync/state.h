@@ -138,7 +138,8 @@ class State : public Keepsakes {
     Sqlite& Relaxed();  // for who writes what only has to survive the process
 
     std::unique_ptr<Sqlite> m_connection;
-    std::unique_ptr<Statement> m_noteWriting;  // one for each item
+    std::unique_ptr<Statement> m_noteWriting;  // these two for each item
+    std::unique_ptr<Statement> m_basesOf;
     bool m_durable;
     bool m_relaxed = false;  // what is committed now would survive the process, not a power cut
     bool m_isNew = false;
