@@ -116,11 +116,14 @@ State::State(const std::filesystem::path& file, const std::string& deviceIdentit
             transaction.Commit();
         }
         const std::string format = Note("format");
-        if (format.empty()) {
+        // One that an earlier version was killed while making has the first notes only.
+        if (format.empty() || (format == kFormat && Note("folder").empty())) {
             m_isNew = true;
+            Transaction transaction(*m_connection);
             SetNote("format", kFormat);
             SetNote("device", deviceIdentity);
             SetNote("folder", folderIdentity);
+            transaction.Commit();
             return;
         }
         if (format != kFormat) {

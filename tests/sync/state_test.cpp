@@ -156,6 +156,15 @@ TEST_F(StateTest, AFileOfGarbageIsRefusedAndLeftAlone) {
     EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), garbage);
 }
 
+TEST_F(StateTest, OneThatWasCutOffWhileItWasMadeIsMadeAnew) {
+    for (const char* missing : {"name = 'folder'", "name != 'format'", "true"}) {
+        { State state = Open(); }
+        Sqlite((m_folder / "state.db").string()).Execute((std::string("DELETE FROM about WHERE ") + missing).c_str());
+        EXPECT_TRUE(Open().IsNew()) << missing;
+        EXPECT_FALSE(Open().IsNew());
+    }
+}
+
 TEST_F(StateTest, ACopyIsAWholeState) {
     State state = Open();
     Batch batch;
