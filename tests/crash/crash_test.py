@@ -1,12 +1,12 @@
 #!/usr/bin/env python3
 """Kills a synchronisation at its nth call that changes the disk, runs it again, and demands the end it would have had.
 
-usage: crash_test.py KEZSYNC KILL_AT_LIBRARY [--points N | --all] [--items N]
+usage: crash_test.py KEZSYNC KILL_AT_LIBRARY [--points N | --all] [--items N] [--first]
 
 The world has contacts, tasks and series with changed occurrences that both sides agreed on, then edits, additions and
-deletions on both sides. For each point the world is copied, the synchronisation is
-killed there, and run again; device and folder must then be as after a run that nothing interrupted, and a third run
-must find nothing to do.
+deletions on both sides; with --first, items on both sides that have never met. For each point the world is copied, the
+synchronisation is killed there, and run again; device and folder must then be as after a run that nothing interrupted,
+and a third run must find nothing to do.
 """
 import argparse
 import collections
@@ -63,7 +63,7 @@ class World:
     def items(self):
         return json.loads(run(self.kezsync, "list", "--device", self.device, "--json").stdout)
 
-    def build(self, count):
+    def build_first(self, count):
         run(self.kezsync, "init", self.device, "--time-zone", "UTC")
         self.folder.mkdir()
         for n in range(count):
@@ -71,6 +71,10 @@ class World:
         for n in range(6):
             (self.folder / f"series-{n}.ics").write_bytes(event(n, 16).encode())
             (self.folder / f"task-{n}.ics").write_bytes(task(n).encode())
+        self.import_some()
+
+    def build(self, count):
+        self.build_first(count)
         self.sync()
         items = self.items()
         by_name = {item["fields"]["LastName"]: item["oid"] for item in items if item["type"] == "contact"}
@@ -105,12 +109,15 @@ class World:
             (self.folder / f"{name}.ics").unlink()
         (self.folder / "series-10.ics").write_bytes(event(10, 9, 16).encode())
         (self.folder / "task-10.ics").write_bytes(task(10).encode())
-        source = self.device.parent / "import"
+        self.import_some(20)
+
+    def import_some(self, begin=0):
+        source = self.device.parent / f"import-{begin}"
         source.mkdir()
-        (source / "people.vcf").write_text("".join(card(2000 + n) for n in range(3)))
+        (source / "people.vcf").write_text("".join(card(2000 + begin + n) for n in range(3)))
         for n in (11, 12):
-            (source / f"series-{n}.ics").write_bytes(event(n, 9, 23).encode())
-        (source / "task.ics").write_bytes(task(11).encode())
+            (source / f"series-{n}.ics").write_bytes(event(begin + n, 9, 23).encode())
+        (source / "task.ics").write_bytes(task(begin + 11).encode())
         run(self.kezsync, "import", "--device", self.device, source)
 
     def state(self):
@@ -131,12 +138,14 @@ def main():
     parser.add_argument("--points", type=int, default=60)
     parser.add_argument("--all", action="store_true")
     parser.add_argument("--items", type=int, default=20)
+    parser.add_argument("--first", action="store_true")
     options = parser.parse_args()
 
     with tempfile.TemporaryDirectory(prefix="kezsync-crash-") as folder:
         place = pathlib.Path(folder)
         (place / "origin").mkdir()
-        World(options.kezsync, place / "origin").build(options.items)
+        origin = World(options.kezsync, place / "origin")
+        (origin.build_first if options.first else origin.build)(options.items)
 
         def fresh(name):
             shutil.rmtree(place / name, ignore_errors=True)
