@@ -17,12 +17,14 @@ constexpr char kAbout[] = "about.json";  // the folder, and after the end what b
 // One JSON array a line: the copy's name, "" where there was no file, or null where an earlier line says it; the
 // file's name; a digest of what it says then, or "".
 constexpr char kFiles[] = "files";
+constexpr char kState[] = "state.db";
 constexpr char kFolder[] = ".kezundo";
 constexpr char kHeard[] = "heard";          // there once the other partnership has been synchronised
 constexpr char kRestoring[] = "restoring";  // there while a record is being put back
 
 std::string ReadWhole(const fs::path& file) {
     std::ifstream stream(file, std::ios::binary);
+    if (!stream) throw std::runtime_error(file.string() + " cannot be read");
     return {std::istreambuf_iterator<char>(stream), {}};
 }
 
@@ -30,6 +32,12 @@ void WriteWhole(const fs::path& file, const std::string& text) {
     std::ofstream stream(file, std::ios::binary | std::ios::trunc);
     stream << text;
     if (!stream.flush()) throw std::runtime_error(file.string() + " cannot be written");
+}
+
+// Without what tells of it a record is none, however much of it is left.
+void RemoveRecord(const fs::path& place) {
+    fs::remove(place / kAbout);
+    fs::remove_all(place);
 }
 
 // What a file says, as a digest; "" for one that is not there.
@@ -48,6 +56,7 @@ std::string Text(const nlohmann::json& json) {
 void UndoFiles::Record(const fs::path& place) {
     m_place = place;
     m_list.open(place / kFiles, std::ios::app);
+    if (!m_list) throw std::runtime_error((place / kFiles).string() + " cannot be written");
 }
 
 void UndoFiles::EndRecord() {
@@ -143,7 +152,7 @@ void UndoRecord::End() {
     about["files"] = after;
     WriteWhole(m_begun / kAbout, Text(about));
     if (m_durable) MakeDurable();
-    fs::remove_all(m_place);
+    RemoveRecord(m_place);
     fs::rename(m_begun, m_place);
     if (m_durable) partner::RealFileLayer().SyncFolder(m_place.parent_path().string());
 }
@@ -214,10 +223,20 @@ std::vector<std::string> UndoRecord::ChangedSince(const fs::path& folder) const 
 }
 
 UndoRecord::Done UndoRecord::Restore(const fs::path& folder, const fs::path& stateFile) {
+    const auto touched = Files(m_place);
+    std::vector<std::string> needed{kVolumes[0], kVolumes[1], kState};
+    for (const auto& [name, kept] : touched) {
+        if (!kept.copy.empty()) needed.push_back(kept.copy);
+    }
+    for (const std::string& copy : needed) {
+        if (!fs::exists(m_place / copy)) {
+            throw std::runtime_error((m_place / copy).string() + " is missing; nothing was changed");
+        }
+    }
     WriteWhole(m_place / kRestoring, "");
     partner::RealFileLayer files;
     Done done;
-    for (const auto& [name, kept] : Files(m_place)) {
+    for (const auto& [name, kept] : touched) {
         const std::string path = (folder / name).string();
         if (kept.copy.empty()) {
             if (files.Look(path).kind == partner::FileKind::Regular) {
@@ -240,8 +259,8 @@ UndoRecord::Done UndoRecord::Restore(const fs::path& folder, const fs::path& sta
     for (const char* volume : kVolumes) {
         sync::CopyDatabase((m_place / volume).string(), (m_device / volume).string());
     }
-    sync::CopyDatabase((m_place / "state.db").string(), stateFile.string());
-    fs::remove_all(m_place);
+    sync::CopyDatabase((m_place / kState).string(), stateFile.string());
+    RemoveRecord(m_place);
     return done;
 }
 

@@ -937,6 +937,42 @@ class Undo(CommandTest):
         self.out("undo", self.folder)
         self.assertEqual((self.items(), self.files()), before)
 
+    def test_with_a_copy_missing_changes_nothing(self):
+        self.synchronise_changes_of_both_sides()
+        after = self.items(), self.files()
+        record = self.device / ".kezundo" / "1"
+        copies = [path for path in record.iterdir() if path.name.isdigit()]
+        self.assertEqual(len(copies), 2)
+        for path in [*copies, record / "pim.vol", record / "state.db"]:
+            away = path.rename(path.with_suffix(".away"))
+            # Also for one that goes on.
+            for restoring in (False, True):
+                if restoring:
+                    (record / "restoring").touch()
+                self.assertIn(f"{path.name} is missing", self.error("undo", self.folder, "--force", code=FAILED))
+                self.assertEqual((self.items(), self.files()), after)
+            (record / "restoring").unlink()
+            away.rename(path)
+
+    def test_what_is_left_of_a_record_is_none(self):
+        self.synchronise_changes_of_both_sides()
+        after = self.items(), self.files()
+        (self.device / ".kezundo" / "1" / "about.json").unlink()
+        self.assertIn("no synchronisation", self.error("undo", self.folder, "--force", code=FAILED))
+        self.assertEqual((self.items(), self.files()), after)
+
+    def test_what_the_owner_edits_while_it_is_synchronised_is_not_taken_for_its_work(self):
+        self.people("Ada Lovelace")
+        self.sync()
+        self.run_command("set", self.oid("Ada Lovelace"), "JobTitle=Countess")
+        self.sync()
+        # As if the edit had come between the write and the end: the record knows what was written.
+        record = self.device / ".kezundo" / "1"
+        [line] = [json.loads(line) for line in (record / "files").read_text().splitlines()]
+        self.assertEqual(line[2], json.loads((record / "about.json").read_text())["files"][line[1]])
+        self.edit("Ada Lovelace", "TITLE:Countess", "TITLE:Reader")
+        self.assertIn(line[1], self.error("undo", self.folder, code=REFUSED))
+
     def test_a_synchronisation_with_nothing_to_do_keeps_nothing(self):
         self.init()
         self.sync()
