@@ -143,14 +143,14 @@ void RealFileLayer::RenameNew(const std::string& from, const std::string& to) {
     if (errno != EINVAL && errno != ENOSYS) Fail("cannot make", to);
     // A file system without that call has links, or is used by one program at a time.
     if (::link(from.c_str(), to.c_str()) == 0) {
-        Remove(from);
+        RealFileLayer::Remove(from);
         return;
     }
     if (errno == EEXIST || Look(to).kind != FileKind::None) {
         errno = EEXIST;
         Fail("cannot make", to);
     }
-    Rename(from, to);
+    RealFileLayer::Rename(from, to);
 }
 
 void RealFileLayer::Remove(const std::string& path) {
