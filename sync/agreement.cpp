@@ -15,13 +15,16 @@ const std::set<std::string> kWrittenInSteps = {
     "ExceptionDates", "ModifiedOccurrences", "ModifiedOccurrenceDates",   "ReminderSet",
     "ReminderTime",   "ReminderOptions",     "ReminderMinutesBeforeStart"};
 
-// New items that the folder is given at once. A killed run makes them again: few enough to be less than one in a
-// hundred.
+// A changed occurrence is its text and the date that it had: what is decided of one of these is decided of both.
+const std::string kOccurrences = "ModifiedOccurrences";
+const std::string kOccurrenceDates = "ModifiedOccurrenceDates";
+
+// What has entries: texts behind one another, or dates with tabs between them.
+const std::set<std::string> kLists = {"ExceptionDates", kOccurrences, kOccurrenceDates};
+
+// New items that the folder is given at once. A killed run makes at most as many again.
 constexpr std::size_t kTogether = 8;
 constexpr std::size_t kBytesTogether = 1 << 20;  // fewer where they are as large as this
-
-// Of these, what has entries: texts behind one another, or dates with tabs between them.
-const std::set<std::string> kLists = {"ExceptionDates", "ModifiedOccurrences", "ModifiedOccurrenceDates"};
 
 // What the hint of a second item begins with, which the device's version of a disputed one became.
 const std::string kSecondCopy = "kezsync-copy-";
@@ -35,6 +38,11 @@ std::vector<std::string> Names(const Changes& changes) {
     std::vector<std::string> names;
     for (const auto& [name, value] : changes) names.push_back(name);
     return names;
+}
+
+// The other of the two fields that are one list; "" for any other field.
+std::string OtherHalf(const std::string& name) {
+    return name == kOccurrences ? kOccurrenceDates : name == kOccurrenceDates ? kOccurrences : std::string();
 }
 
 bool HasAny(const Changes& changes, const std::set<std::string>& names) {
@@ -668,13 +676,19 @@ void Agreement::Pass::MergeBoth(const Step& step) {
     std::erase_if(merged.disputed, [&](const std::string& name) {
         return ValueOf(expected.fields, name) == ValueOf(device.item.fields, name);
     });
-    // Nor is a list that has in the folder all that it has on the device: a run that was cut off put it there.
+    // Nor is a list to which the device only added what the folder has as well: a run that was cut off put it there.
+    const auto isSuccessor = [&](const std::string& name) {
+        const std::string here = ValueOf(device.item.fields, name);
+        const std::string there = ValueOf(folder.item.fields, name);
+        const std::string before = ValueOf(bases.device, name);
+        if (here.empty() || there.empty()) return false;
+        return m_options.hasAll(name, there, here) && (before.empty() || m_options.hasAll(name, here, before));
+    };
     std::erase_if(merged.disputed, [&](const std::string& name) {
-        const auto here = device.item.fields.find(name);
-        const auto there = folder.item.fields.find(name);
-        if (here == device.item.fields.end() || there == folder.item.fields.end()) return false;
-        if (!m_options.hasAll(name, there->second, here->second)) return false;
-        merged.forDevice[name] = there->second;
+        const std::string other = OtherHalf(name);
+        const bool otherDiffers = ValueOf(device.item.fields, other) != ValueOf(folder.item.fields, other);
+        if (!isSuccessor(name) || (otherDiffers && !isSuccessor(other))) return false;
+        merged.forDevice[name] = folder.item.fields.at(name);
         return true;
     });
     // Nor is what the device adds by itself anything to tell the folder.
@@ -687,19 +701,34 @@ void Agreement::Pass::MergeBoth(const Step& step) {
     std::vector<std::string> notes = std::move(device.losses);
     notes.insert(notes.end(), folder.losses.begin(), folder.losses.end());
     if (m_cutOff.count({step.type, step.folderId})) {
-        // The folder had everything by then that the device had to tell.
-        for (const std::string& name : kWrittenInSteps) {
+        // Entries that neither side had by then are of the device's owner, who made them since. (Changed occurrences
+        // are never remembered of a device: reading takes them.)
+        std::set<std::string> owners;
+        for (const std::string& name : kLists) {
             const std::string here = ValueOf(device.item.fields, name);
-            if (ValueOf(expected.fields, name) == here) continue;
-            // Entries that neither side had then are of the device's owner, who made them since.
-            const std::string had = ValueOf(folder.item.fields, name) + "\t" + ValueOf(bases.device, name);
-            if (kLists.count(name) && !here.empty() && !m_options.hasAll(name, had, here)) continue;
+            std::string had = ValueOf(folder.item.fields, name);
+            if (name != kOccurrences) had += "\t" + ValueOf(bases.device, name);
+            if (here.empty() || m_options.hasAll(name, had, here)) continue;
+            owners.insert(name);
+            owners.insert(OtherHalf(name));
+        }
+        // The folder had everything else by then that the device had to tell.
+        for (const std::string& name : kWrittenInSteps) {
+            if (owners.count(name) || ValueOf(expected.fields, name) == ValueOf(device.item.fields, name)) continue;
             merged.forFolder.erase(name);
             std::erase(merged.disputed, name);
             const Fields& source = folder.item.fields.count(name) ? folder.item.fields : expected.fields;
             const auto field = source.find(name);
             merged.forDevice[name] = field == source.end() ? std::nullopt : std::optional<std::string>(field->second);
         }
+    }
+    for (const std::string& name : {kOccurrences, kOccurrenceDates}) {
+        const auto isDisputed = [&](const std::string& field) {
+            return std::find(merged.disputed.begin(), merged.disputed.end(), field) != merged.disputed.end();
+        };
+        const std::string other = OtherHalf(name);
+        if (!isDisputed(name) || isDisputed(other)) continue;
+        if (merged.forDevice.erase(other) + merged.forFolder.erase(other) != 0) merged.disputed.push_back(other);
     }
     if (!merged.disputed.empty()) {
         const Conflict conflict{step.type,   step.deviceId, step.folderId, Title(folder.item), device.item,

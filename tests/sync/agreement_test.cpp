@@ -772,6 +772,77 @@ TEST_F(AgreementTest, AListThatTheFolderHasWholeIsNoConflict) {
     ExpectAgreement();
 }
 
+TEST_F(AgreementTest, WhatTheDeviceTookFromAListIsNotPutBackUnseen) {
+    options.types = {ItemType::Appointment};
+    options.hasAll = HasAllWithTabs;
+    const auto d = device.Add({ItemType::Appointment, {{"Subject", "Weekly"}, {"ExceptionDates", "9"}}});
+    Sync();
+    device.Edit(d, "ExceptionDates", "16");
+    folder.Edit(folder.Ids()[0], "ExceptionDates", "9\t16");
+    options.conflicts = ConflictPolicy::Device;
+    Sync();
+    EXPECT_EQ(folder.At(folder.Ids()[0]).at("ExceptionDates"), "16");
+    ExpectAgreement();
+}
+
+// The texts and the dates of changed occurrences, as one side says them.
+std::string Occurrences(const Fields& fields) {
+    return fields.count("ModifiedOccurrences")
+               ? fields.at("ModifiedOccurrenceDates") + ": " + fields.at("ModifiedOccurrences")
+               : "";
+}
+
+TEST_F(AgreementTest, AChangedOccurrenceGoesWithItsDateWhoeverWins) {
+    options.types = {ItemType::Appointment};
+    options.hasAll = HasAllWithTabs;
+    for (const auto policy : {ConflictPolicy::Device, ConflictPolicy::Folder, ConflictPolicy::Both}) {
+        options.conflicts = policy;
+        const auto d = device.Add({ItemType::Appointment, {{"Subject", "Weekly"}}});
+        Sync();
+        const auto f = folder.Ids().back();
+        // The folder's dates have the device's among them; the texts have not.
+        device.Edit(d, "ModifiedOccurrenceDates", "30");
+        device.Edit(d, "ModifiedOccurrences", "A of the device");
+        folder.Edit(f, "ModifiedOccurrenceDates", "23\t30");
+        folder.Edit(f, "ModifiedOccurrences", "B\tA of the folder");
+        Sync();
+        const bool deviceWins = policy == ConflictPolicy::Device;
+        EXPECT_EQ(Occurrences(folder.At(f)), deviceWins ? "30: A of the device" : "23\t30: B\tA of the folder");
+        ExpectAgreement();
+        // One side moved only the text, the other another date.
+        device.Edit(d, "ModifiedOccurrences", "X");
+        folder.Edit(f, "ModifiedOccurrences", "Y");
+        folder.Edit(f, "ModifiedOccurrenceDates", "6");
+        Sync();
+        EXPECT_EQ(Occurrences(folder.At(f)), (deviceWins ? Occurrences(device.At(d)) : "6: Y"));
+        if (deviceWins) {
+            EXPECT_EQ(Occurrences(device.At(d)), "30: X");
+        }
+        ExpectAgreement();
+    }
+}
+
+TEST_F(AgreementTest, AnOccurrenceThatTheOwnerChangedAfterACutOffWriteKeepsItsDate) {
+    options.types = {ItemType::Appointment};
+    options.hasAll = HasAllWithTabs;
+    const auto d = device.Add({ItemType::Appointment, {{"Subject", "Talk"}}});
+    Sync();
+    const auto f = folder.Ids()[0];
+    folder.Edit(f, "ModifiedOccurrenceDates", "16\t23");
+    folder.Edit(f, "ModifiedOccurrences", "A\tB");
+    {
+        State state(m_folderPath / "state.db", "device", "folder", false);
+        state.NoteWriting(ItemType::Appointment, f);
+    }
+    device.Edit(d, "ModifiedOccurrenceDates", "23");
+    device.Edit(d, "ModifiedOccurrences", "B of the owner");
+    Sync();
+    std::multiset<std::string> said;
+    for (const Fields& fields : folder.Contents()) said.insert(Occurrences(fields));
+    EXPECT_THAT(said, UnorderedElementsAre("16\t23: A\tB", "23: B of the owner"));
+    ExpectAgreement();
+}
+
 TEST_F(AgreementTest, ANoteOfAWriteGoesWhenBothHaveAgreed) {
     folder.Add(Person("Ada"));
     Sync();
