@@ -584,7 +584,7 @@ std::optional<std::int64_t> FolderStore::ChangedAt(const std::string& id) {
 }
 
 void FolderStore::Flush() {
-    if (m_unsynced > 0) SyncFolderNow();
+    if (m_unsynced > 0 && m_durability != Durability::None) SyncFolderNow();
     if (!m_cacheChanges.empty()) m_cache.Save(std::exchange(m_cacheChanges, {}));
 }
 

@@ -105,7 +105,7 @@ class FolderStore : public sync::Store {
     Durability m_durability;
     std::optional<CachedFiles> m_loaded;
     Changes m_cacheChanges;
-    int m_unsynced = 0;
+    int m_unsynced = 1;  // a run that was killed may have left a name that is not durable
     int m_written = 0;
     std::uint64_t m_expected = 0;  // new items, and how many of them have been named
     std::uint64_t m_named = 0;
