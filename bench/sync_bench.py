@@ -6,8 +6,8 @@ usage: sync_bench.py KEZSYNC [--items N[,N...]] [--place FOLDER[,FOLDER...]] [--
 
 kezsync brings a folder and a new device into agreement ("first" from the files to the device, "to files" from another
 device to an empty folder); vdirsyncer and unison do the same with two local folders, in the same run, with the same
-files. "bare" only writes the files, each synced and renamed into place, the folder synced for each hundred, as kezsync
-does it.
+files. "bare" only writes the files, each synced and renamed into place before the next, the folder synced for each
+hundred: what is durable is what kezsync has made durable.
 A program that is not installed is left out, and said to be. One line each: seconds on the wall, seconds of the
 processor, peak memory in MiB, microseconds an item. Build with optimisation; give a place on a disk and one on tmpfs.
 With --pictures every tenth card has one of 20 KB.

@@ -16,7 +16,7 @@ class ListingIndex {
     // `items` stays the caller's, and where it is; the identifiers are not to change while there are questions.
     explicit ListingIndex(std::vector<Listed>& items) : m_items(items), m_taken(items.size()) {}
 
-    // The item, once; null where there is none or it was taken before.
+    // The item; null where there is none or it was taken before. Each is asked for once.
     Listed* Take(std::string_view id);
 
     // What was not taken, in the order of the listing. Of several items with one identifier only the first counts, and

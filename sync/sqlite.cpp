@@ -39,7 +39,10 @@ sqlite3_file* OpenFile(const Sqlite& connection, int which) {
 
 sqlite3_int64 SizeOf(sqlite3_file* file) {
     sqlite3_int64 size = 0;
-    return file && file->pMethods->xFileSize(file, &size) == SQLITE_OK ? size : 0;
+    if (!file) return size;
+    const int result = file->pMethods->xFileSize(file, &size);
+    if (result != SQLITE_OK) Throw(nullptr, result, "a database that is to be copied");
+    return size;
 }
 
 void CopyContent(sqlite3_file* file, const std::string& to) {
