@@ -9,6 +9,15 @@
 namespace kez::cli {
 namespace fs = std::filesystem;
 
+OpenVolume::~OpenVolume() {
+    if (m_isOpen) CeUnmountDBVol(&m_volume);
+}
+
+void OpenVolume::Open() {
+    WCHAR path[] = TEXT("\\pim.vol");
+    m_isOpen = CeMountDBVolEx(&m_volume, path, nullptr, OPEN_EXISTING) != 0;
+}
+
 DeviceSession::DeviceSession(const fs::path& folder, const fs::path& shownAs)
     : m_folder(folder), m_shownAs(shownAs.empty() ? folder : shownAs) {
     control::SetSleepPolicy(control::SleepPolicy::Idle);

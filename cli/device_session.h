@@ -1,12 +1,28 @@
 // The device that a command works on: its folder opened, the change writer at work in this process.
 #pragma once
 
+#include <windbase.h>
+
 #include <filesystem>
 #include <string>
 
 #include "platform/control/control.h"
 
 namespace kez::cli {
+
+// The volume of items stays open until this goes: each time the last one lets go of a volume its log is folded into it.
+class OpenVolume {
+ public:
+    OpenVolume() = default;
+    OpenVolume(const OpenVolume&) = delete;
+    OpenVolume& operator=(const OpenVolume&) = delete;
+    ~OpenVolume();
+    void Open();  // the open device's; one that cannot be opened is left to who needs it
+
+ private:
+    CEGUID m_volume{};
+    bool m_isOpen = false;
+};
 
 class DeviceSession {
  public:

@@ -91,8 +91,10 @@ sync::Report Synchronise(const Common& common, const SyncOptions& options, std::
     const auto start = std::chrono::steady_clock::now();
     UndoRecord undo(common.device, common.partner, options.durability != "none");
     sync::Report report;
+    OpenVolume volume;
     {
         const DeviceSession session(common.device);
+        volume.Open();
         if (options.logLevel >= 0) session.SetLogLevel(options.logLevel);
         Pairing pairing(session, common, options);
         sync::Options agreed = pairing.AgreementOptions();

@@ -27,7 +27,7 @@ class Sqlite {
     ~Sqlite();
 
     void Execute(const char* sql);
-    std::int64_t LastRowId() const { return sqlite3_last_insert_rowid(m_connection); }
+    std::int64_t Changes() const { return sqlite3_changes(m_connection); }  // rows of the last statement
     sqlite3* Handle() const { return m_connection; }
 
  private:

@@ -251,28 +251,38 @@ void State::Commit(const Batch& batch) {
     Statement forget(Durable(), "DELETE FROM pair WHERE number = ?");
     for (const std::int64_t number : batch.forgotten) forget.Bind(number).Run();
 
+    // Where the same two still belong together their place in the indexes stays as it is.
+    Statement change(Durable(),
+                     "UPDATE pair SET device_revision = ?, folder_revision = ?, title = ?, doubt = ?, device_base = ?, "
+                     "folder_base = ? WHERE number = ? AND type = ? AND device_id = ? AND folder_id = ?");
     Statement drop(Durable(),
                    "DELETE FROM pair WHERE number = ?1 OR (type = ?2 AND (device_id = ?3 OR folder_id = ?4))");
     Statement put(Durable(),
                   "INSERT INTO pair (number, type, device_id, folder_id, device_revision, folder_revision, title, "
                   "doubt, device_base, folder_base) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
     Statement written(Durable(), "DELETE FROM writing WHERE type = ? AND folder_id = ?");
+    const auto bindFacts = [](Statement& statement, const Pair& pair, const Bases& bases) -> Statement& {
+        statement.Bind(pair.deviceRevision).Bind(pair.folderRevision).Bind(pair.title);
+        statement.Bind(static_cast<std::int64_t>(pair.doubt)).BindBlob(Packed(bases.device));
+        return bases.folder == bases.device ? statement.BindNull() : statement.BindBlob(Packed(bases.folder));
+    };
     for (const auto& [pair, bases] : batch.agreed) {
-        drop.Bind(pair.number).Bind(Number(pair.type)).Bind(pair.deviceId).Bind(pair.folderId).Run();
+        bool isThere = false;
         if (pair.number) {
-            put.Bind(pair.number);
-        } else {
-            put.BindNull();
+            bindFacts(change, pair, bases).Bind(pair.number).Bind(Number(pair.type));
+            change.Bind(pair.deviceId).Bind(pair.folderId).Run();
+            isThere = m_connection->Changes() == 1;
         }
-        put.Bind(Number(pair.type)).Bind(pair.deviceId).Bind(pair.folderId).Bind(pair.deviceRevision);
-        put.Bind(pair.folderRevision).Bind(pair.title);
-        put.Bind(static_cast<std::int64_t>(pair.doubt)).BindBlob(Packed(bases.device));
-        if (bases.folder == bases.device) {
-            put.BindNull();
-        } else {
-            put.BindBlob(Packed(bases.folder));
+        if (!isThere) {
+            drop.Bind(pair.number).Bind(Number(pair.type)).Bind(pair.deviceId).Bind(pair.folderId).Run();
+            if (pair.number) {
+                put.Bind(pair.number);
+            } else {
+                put.BindNull();
+            }
+            put.Bind(Number(pair.type)).Bind(pair.deviceId).Bind(pair.folderId);
+            bindFacts(put, pair, bases).Run();
         }
-        put.Run();
         written.Bind(Number(pair.type)).Bind(pair.folderId).Run();
     }
 

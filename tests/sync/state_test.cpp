@@ -63,6 +63,57 @@ TEST_F(StateTest, AnItemBelongsToOnePairOnly) {
     EXPECT_EQ(pairs[0].folderId, "b.vcf");
 }
 
+TEST_F(StateTest, APairThatAgreesAgainKeepsItsNumberAndHoldsWhatIsNew) {
+    State state = Open();
+    Batch batch;
+    batch.agreed = {Agreed("1", "a.vcf", {{"Name", "A"}}), Agreed("2", "b.vcf", {{"Name", "B"}})};
+    state.Commit(batch);
+    const std::vector<Pair> before = state.Pairs(ItemType::Contact);
+    // With another title and other texts; on both sides the same and not the same.
+    for (const bool same : {false, true}) {
+        Batch again;
+        again.agreed = {{before[0], {{{"Name", "C"}}, {{"Name", "C"}}}}};
+        again.agreed[0].pair.title = "Other";
+        again.agreed[0].pair.folderRevision = "r2";
+        again.agreed[0].pair.deviceRevision = "d2";
+        again.agreed[0].pair.doubt = Doubt::OldFolder;
+        if (!same) again.agreed[0].bases.folder["City"] = "Only in the folder";
+        state.Commit(again);
+        const std::vector<Pair> pairs = state.Pairs(ItemType::Contact);
+        ASSERT_EQ(pairs.size(), 2u);
+        EXPECT_EQ(pairs[0].number, before[0].number);
+        EXPECT_EQ(pairs[0].title, "Other");
+        EXPECT_EQ(pairs[0].folderRevision, "r2");
+        EXPECT_EQ(pairs[0].deviceRevision, "d2");
+        EXPECT_EQ(pairs[0].doubt, Doubt::OldFolder);
+        EXPECT_EQ(state.BasesOf(pairs[0]).device, (Fields{{"Name", "C"}}));
+        EXPECT_EQ(state.BasesOf(pairs[0]).folder.count("City"), same ? 0u : 1u);
+        EXPECT_EQ(state.BasesOf(pairs[1]).device, (Fields{{"Name", "B"}}));
+    }
+}
+
+TEST_F(StateTest, APairWhoseItemWasMadeAnewKeepsItsNumber) {
+    State state = Open();
+    Batch batch;
+    batch.agreed = {Agreed("1", "a.vcf", {}), Agreed("2", "b.vcf", {})};
+    state.Commit(batch);
+    Batch again;
+    again.agreed = {{state.Pairs(ItemType::Contact)[0], {}}};
+    again.agreed[0].pair.deviceId = "2";  // what was the other's
+    state.Commit(again);
+    std::vector<Pair> pairs = state.Pairs(ItemType::Contact);
+    ASSERT_EQ(pairs.size(), 1u);
+    EXPECT_EQ(pairs[0].number, again.agreed[0].pair.number);
+    EXPECT_EQ(pairs[0].deviceId, "2");
+    EXPECT_EQ(pairs[0].folderId, "a.vcf");
+    // One that was forgotten meanwhile is there again.
+    Batch forget;
+    forget.forgotten = {pairs[0].number};
+    state.Commit(forget);
+    state.Commit(again);
+    EXPECT_EQ(state.Pairs(ItemType::Contact).size(), 1u);
+}
+
 TEST_F(StateTest, AListingThatWasBegunAndNotStoredIsFound) {
     {
         State state = Open();
