@@ -77,7 +77,7 @@ std::optional<std::string> UndoFiles::Keep(const std::string& path) {
 
 void UndoFiles::Note(const std::optional<std::string>& copy, const std::string& path, const std::string& says) {
     const std::string name = path.substr(path.rfind('/') + 1);
-    m_noted.insert(name);
+    m_noted.insert(m_noted.end(), name);  // the last one, where several are made
     m_list << Text({copy ? nlohmann::json(*copy) : nlohmann::json(), name, says}) << '\n';
 }
 
@@ -101,7 +101,8 @@ void UndoFiles::Rename(const std::string& from, const std::string& to) {
 void UndoFiles::RenameNew(const std::string& from, const std::string& to) {
     RealFileLayer::RenameNew(from, to);
     if (!Concerns(to)) return;
-    const bool isNoted = m_noted.count(to.substr(to.rfind('/') + 1)) != 0;
+    const std::string name = to.substr(to.rfind('/') + 1);
+    const bool isNoted = !m_noted.empty() && name <= *m_noted.rbegin() && m_noted.count(name) != 0;
     Note(isNoted ? std::nullopt : std::optional<std::string>(std::string()), to, TakeDraft(from));
 }
 

@@ -343,7 +343,7 @@ WriteResult FolderStore::Placed(const std::string& id, const std::string& bytes)
     result.id = id;
     result.revision = file.revision;
     result.held = std::move(reading.item);
-    Cache()[id] = file;
+    Cache().insert_or_assign(Cache().end(), id, file);  // the last one, where several are made
     m_cacheChanges.emplace_back(id, std::move(file));
     return result;
 }
