@@ -129,7 +129,9 @@ fs::path UndoRecord::Begin(const fs::path& folder) {
     fs::remove_all(m_begun);
     fs::create_directories(m_begun);
     for (const char* volume : kVolumes) {
-        sync::Sqlite source((m_device / volume).string());
+        const fs::path file = m_device / volume;
+        if (!fs::exists(file)) throw std::runtime_error(file.string() + " is missing; nothing was changed");
+        sync::Sqlite source(file.string());
         sqlite3_db_config(source.Handle(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
         sync::CopyAsFile(source, (m_begun / volume).string());
         if (m_durable) partner::RealFileLayer().StartSync((m_begun / volume).string());

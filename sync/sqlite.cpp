@@ -185,7 +185,9 @@ void CopyAsFile(Sqlite& from, const std::string& to) {
         const Transaction transaction(from);
         Statement mode(from, "PRAGMA journal_mode");
         const bool isLogged = mode.Step() && mode.Text(0) == "wal";
-        CopyContent(OpenFile(from, SQLITE_FCNTL_FILE_POINTER), to);
+        sqlite3_file* database = OpenFile(from, SQLITE_FCNTL_FILE_POINTER);
+        if (!database) Throw(nullptr, SQLITE_CANTOPEN, to);
+        CopyContent(database, to);
         sqlite3_file* log = isLogged ? OpenFile(from, SQLITE_FCNTL_JOURNAL_POINTER) : nullptr;
         mode.Reset();
         if (SizeOf(log) == 0) return;
