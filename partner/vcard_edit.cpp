@@ -425,16 +425,27 @@ class Editor {
         if (now != text && !now.empty()) Set(*fn, Trimmed(now));
     }
 
-    // Where the order of lines would give a value to another field, its line says which it is.
+    // Where the order of lines would give a value to another field, its line says which it is. A line that does makes
+    // room for those without, so it is looked again until none moves.
     void MarkFields() {
+        while (MarkMoved()) {
+        }
+    }
+
+    bool MarkMoved() {
         const Fields now = Card::ListedFields(m_component);
+        bool anyMarked = false;
         for (const auto& row : CardRows()) {
             if (row.shape != CardShape::Phone && row.shape != CardShape::Mail && row.shape != CardShape::Chat) continue;
             std::string field(row.field), value = Get(m_wanted, field);
             if (value.empty() || Get(now, field) == value) continue;
-            for (ContentLine* line : LinesOf(field))
+            for (ContentLine* line : LinesOf(field)) {
+                if (line->Parameter(kFieldParameter) == field) continue;
                 m_document.SetParameter(*line, kFieldParameter, field, m_card.syntax);
+                anyMarked = true;
+            }
         }
+        return anyMarked;
     }
 
     ContentDocument& m_document;

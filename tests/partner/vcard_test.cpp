@@ -500,6 +500,26 @@ TEST(VCard, AnyItemWrittenReadsBack) {
     }));
 }
 
+// Equal values hide which line says which field until one of them says it.
+TEST(VCard, EveryFieldOfEqualAddressesComesBackWhereItWas) {
+    const std::vector<std::string> names{"Email1Address", "Email2Address", "Email3Address"};
+    auto contact = [&](int which) {
+        Item item{ItemType::Contact, {{"LastName", "Name"}}};
+        for (std::size_t i = 0; i < names.size(); i++, which /= 3)
+            if (which % 3) item.fields[names[i]] = which % 3 == 1 ? "a@x" : "b@x";
+        return item;
+    };
+    for (const char* version : {"2.1", "3.0", "4.0"}) {
+        for (int turn = 0; turn < 27 * 27; turn++) {
+            std::string bytes = Card(version, "FN:Name\r\nN:Name;;;;\r\n");
+            for (int which : {turn / 27, turn % 27}) {
+                bytes = EditCard(bytes, contact(which));
+                ASSERT_EQ(ReadCard(bytes, "").item.fields, contact(which).fields) << bytes;
+            }
+        }
+    }
+}
+
 TEST(VCard, AnyChangeReadsBackAndKeepsOtherLines) {
     EXPECT_TRUE(rc::check([] {
         auto version = *rc::gen::element<std::string>("2.1", "3.0", "4.0");
