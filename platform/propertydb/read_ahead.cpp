@@ -24,13 +24,20 @@ void ReadAhead::Expect(Connection& connection, const std::shared_ptr<const Datab
     ahead.wanted = unchanged && ahead.next == ahead.count ? std::min(ahead.wanted * 4, kMostAhead) : 1;
     ahead.count = ahead.next = 0;
     ahead.stamp = stamp;
-    // A statement that has not come to its end keeps the locks for the others.
-    Query lock(connection.Fixed("SELECT changes FROM state WHERE database = 0"));
-    (void)lock.Step();
+    // A list in the order of creation is one walk. Once a record is elsewhere, the rest is looked up one by one, for
+    // which the walk, as it has not come to its end, keeps the locks.
+    Query walk(connection.Statements(database).orders.at(-1).forward);
+    walk.Bind(1, records.front());
+    bool isInOrder = true;
     for (const CEOID record : records.first(std::min(records.size(), ahead.wanted))) {
         if (ahead.rows.size() == ahead.count) ahead.rows.emplace_back();
         Row& row = ahead.rows[ahead.count];
-        if (!ReadRecord(connection, database, record, row.bytes)) break;
+        isInOrder = isInOrder && walk.Step() && walk.Number(0) == record;
+        if (isInOrder) {
+            row.bytes = walk.Blob(2);
+        } else if (!ReadRecord(connection, database, record, row.bytes)) {
+            break;
+        }
         row.oid = record;
         ++ahead.count;
         if (row.bytes.size() > kLongRecord) break;

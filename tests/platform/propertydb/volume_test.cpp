@@ -345,6 +345,39 @@ TEST_F(VolumeTest, AWalkSeesWhatChangesInFrontOfIt) {
     m_volume->ExpectReads(database, {});
 }
 
+TEST_F(VolumeTest, AWalkInAnyOrderReadsWhatIsThere) {
+    const CEOID database = m_volume->CreateDatabase({u"people", 24, {{{{kText}}}}, {}});
+    std::vector<CEOID> created;
+    std::map<CEOID, std::int64_t> numbers;
+    for (std::int64_t i = 0; i < 200; ++i) {
+        created.push_back(m_volume->Insert(database, {{kText, u"Ann"}, {kNumber, i}}));
+        numbers[created.back()] = i;
+    }
+    const auto walk = [&](const std::vector<CEOID>& oids) {
+        for (std::size_t i = 0; i < oids.size(); ++i) {
+            m_volume->ExpectReads(database, std::span(oids).subspan(i));
+            const auto read = m_volume->Read(database, oids[i]);
+            ASSERT_EQ(read ? read->Number(kNumber, -1) : -1, numbers.count(oids[i]) ? numbers[oids[i]] : -1)
+                << i << " of " << oids.size();
+        }
+    };
+    walk(created);
+    walk({created.rbegin(), created.rend()});
+    std::vector<CEOID> some;  // runs, holes, steps back, one twice
+    for (std::size_t i = 0; i < 200; ++i) {
+        if (i % 7 != 0) some.push_back(created[i]);
+        if (i % 31 == 0) some.push_back(created[i / 2]);
+        if (i % 50 == 0) some.push_back(some.back());
+    }
+    walk(some);
+    for (const std::size_t i : {3U, 4U, 90U, 199U}) {
+        m_volume->Delete(database, created[i]);
+        numbers.erase(created[i]);
+    }
+    walk(created);
+    walk(some);
+}
+
 TEST_F(VolumeTest, ADefinitionTakenBackIsForgotten) {
     {
         const Transaction takenBack(m_volume);
