@@ -6,11 +6,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
 #include <random>
+#include <system_error>
 #include <utility>
 
 namespace kez::partner {
@@ -72,7 +74,16 @@ std::vector<FileEntry> RealFileLayer::List(const std::string& folder, const Name
     ::closedir(dir);
     errno = error;
     if (error) Fail("cannot list", folder);
+    std::sort(entries.begin(), entries.end(), [](const FileEntry& a, const FileEntry& b) { return a.name < b.name; });
     return entries;
+}
+
+std::future<std::vector<FileEntry>> RealFileLayer::ListAhead(const std::string& folder, NameFilter wanted) {
+    try {
+        return std::async(std::launch::async, [this, folder, wanted] { return RealFileLayer::List(folder, wanted); });
+    } catch (const std::system_error&) {  // no thread is to be had
+        return FileLayer::ListAhead(folder, std::move(wanted));
+    }
 }
 
 FileEntry RealFileLayer::Look(const std::string& path) {

@@ -4,9 +4,11 @@
 
 #include <cstdint>
 #include <functional>
+#include <future>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace kez::partner {
@@ -50,9 +52,15 @@ class FileLayer {
  public:
     virtual ~FileLayer() = default;
 
-    // What is in a folder (where `wanted` is given, what it says yes to), with the stamps of regular files; links are
-    // not followed.
+    // What is in a folder (where `wanted` is given, what it says yes to) in the order of names, with the stamps of
+    // regular files; links are not followed.
     virtual std::vector<FileEntry> List(const std::string& folder, const NameFilter& wanted = {}) = 0;
+    // The same, which may begin at once, beside its caller: `wanted` is then asked from another thread. The layer must
+    // outlive what is returned. Errors are thrown by its get().
+    virtual std::future<std::vector<FileEntry>> ListAhead(const std::string& folder, NameFilter wanted) {
+        return std::async(std::launch::deferred,
+                          [this, folder, wanted = std::move(wanted)] { return List(folder, wanted); });
+    }
     // One entry; of kind None where there is nothing. Links are not followed.
     virtual FileEntry Look(const std::string& path) = 0;
     // A regular file; a link is refused (ELOOP).
@@ -78,6 +86,7 @@ class FileLayer {
 class RealFileLayer : public FileLayer {
  public:
     std::vector<FileEntry> List(const std::string& folder, const NameFilter& wanted = {}) override;
+    std::future<std::vector<FileEntry>> ListAhead(const std::string& folder, NameFilter wanted) override;
     FileEntry Look(const std::string& path) override;
     FileContent Read(const std::string& path) override;
     void Write(const std::string& path, const std::string& bytes, std::uint32_t mode) override;

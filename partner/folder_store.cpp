@@ -199,21 +199,53 @@ void FolderStore::Forget(const std::string& id) {
     if (Cache().erase(id)) m_cacheChanges.emplace_back(id, std::nullopt);
 }
 
-Listing FolderStore::List(ItemType type) {
-    Listing listing;
-    const NameFilter isOfType = [&](std::string_view name) {
+// Files that may hold one of these types, and the marker.
+NameFilter FolderStore::NamesOf(std::set<ItemType> types) const {
+    return [this, types = std::move(types)](std::string_view name) {
         if (name == kMarkerName) return true;
         const ItemFormat* format = FormatOf(name);
-        return format && format->Holds(type);
+        return format && std::any_of(types.begin(), types.end(), [&](ItemType type) { return format->Holds(type); });
     };
+}
+
+void FolderStore::ExpectLists(const std::vector<ItemType>& types) {
+    m_lookedFor = {types.begin(), types.end()};
+    m_looked.clear();
+    m_look = m_files.ListAhead(m_folder, NamesOf(m_lookedFor));
+}
+
+// A look that was made ahead serves each type once; files that the types to come may need as well stay.
+std::vector<FileEntry> FolderStore::Entries(ItemType type) {
+    if (m_lookedFor.count(type) && m_look.valid()) {
+        try {
+            m_looked = m_look.get();
+        } catch (const FileError&) {
+            m_lookedFor.clear();
+            throw;
+        }
+    }
+    if (m_lookedFor.erase(type) == 0) return m_files.List(m_folder, NamesOf({type}));
+    const NameFilter isOfType = NamesOf({type}), isForLater = NamesOf(m_lookedFor);
+    std::vector<FileEntry> entries;
+    entries.reserve(m_looked.size());
+    for (FileEntry& entry : std::exchange(m_looked, {})) {
+        const bool keep = isForLater(entry.name);
+        if (isOfType(entry.name)) entries.push_back(keep ? entry : std::move(entry));
+        if (keep) m_looked.push_back(std::move(entry));
+    }
+    return entries;
+}
+
+Listing FolderStore::List(ItemType type) {
+    Listing listing;
+    const NameFilter isOfType = NamesOf({type});
     std::vector<FileEntry> entries;
     try {
         CheckFolder();
-        entries = m_files.List(m_folder, isOfType);
+        entries = Entries(type);
     } catch (const FileError& error) {
         throw StoreError(error.what());
     }
-    std::sort(entries.begin(), entries.end(), [](const FileEntry& a, const FileEntry& b) { return a.name < b.name; });
     bool isMarked =
         std::any_of(entries.begin(), entries.end(), [](const FileEntry& e) { return e.name == kMarkerName; });
     if (!m_identity.empty() && !isMarked) {

@@ -10,7 +10,9 @@
 // - Nothing is read or written outside the folder.
 #pragma once
 
+#include <future>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -52,6 +54,8 @@ class FolderStore : public sync::Store {
                              const std::string& expectedRevision) override;
     sync::Problem Delete(sync::ItemType type, const std::string& id, const std::string& expectedRevision) override;
     void Flush() override;
+    // The folder is read once for all of them, while the caller does something else.
+    void ExpectLists(const std::vector<sync::ItemType>& types) override;
     // Their names are random, and yet come in their order: files, tables and indexes grow at their ends.
     void ExpectNew(sync::ItemType type, std::size_t count) override;
 
@@ -73,6 +77,8 @@ class FolderStore : public sync::Store {
     };
 
     const ItemFormat* FormatOf(std::string_view name) const;
+    NameFilter NamesOf(std::set<sync::ItemType> types) const;
+    std::vector<FileEntry> Entries(sync::ItemType type);
     std::string_view ExtensionOf(sync::ItemType type) const;
     std::string PathOf(const std::string& id) const { return m_folder + "/" + id; }
     sync::Problem CheckId(const std::string& id) const;
@@ -103,6 +109,9 @@ class FolderStore : public sync::Store {
     FileLayer& m_files;
     FolderCache& m_cache;
     Durability m_durability;
+    std::future<std::vector<FileEntry>> m_look;  // on its way, for
+    std::set<sync::ItemType> m_lookedFor;        // these types, and
+    std::vector<FileEntry> m_looked;             // come back: what these types still have to be given
     std::optional<CachedFiles> m_loaded;
     Changes m_cacheChanges;
     int m_unsynced = 1;  // a run that was killed may have left a name that is not durable

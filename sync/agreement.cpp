@@ -94,6 +94,7 @@ Agreement::Agreement(Store& device, Store& folder, State& state, Options options
 // --- Planning ---------------------------------------------------------------------------------------------
 
 Plan Agreement::MakePlan() {
+    m_folder.ExpectLists(m_options.types);
     Plan plan;
     std::map<ItemType, std::pair<std::size_t, std::size_t>> left;  // remembered items still there: device, folder
     for (const ItemType type : m_options.types) {

@@ -110,6 +110,9 @@ class Store {
 
     virtual void Flush() = 0;
 
+    // These types are going to be listed, each once and soon: a store may look for all of them at once, now.
+    virtual void ExpectLists(const std::vector<ItemType>&) {}
+
     // Milestones of a pass, for a store that reports them to somebody.
     virtual void BeginPass(ItemType) {}
     virtual void EndPass(ItemType) {}

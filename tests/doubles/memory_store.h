@@ -27,6 +27,7 @@ class MemoryStore : public sync::Store {
 
     sync::Listing List(sync::ItemType type) override {
         Called();
+        if (atList) atList();
         sync::Listing listing;
         listing.trusted = trusted;
         for (auto& [id, entry] : m_items) {
@@ -85,6 +86,7 @@ class MemoryStore : public sync::Store {
     }
 
     void ExpectNew(sync::ItemType, std::size_t count) override { expectedNew = count; }
+    void ExpectLists(const std::vector<sync::ItemType>& types) override { expectedLists.push_back(types); }
 
     sync::WriteResult Update(const std::string& id, const sync::Item& wanted, const std::string& expected) override {
         Called();
@@ -165,6 +167,8 @@ class MemoryStore : public sync::Store {
     int reads = 0;
     int writes = 0;
     std::size_t expectedNew = 0;
+    std::vector<std::vector<sync::ItemType>> expectedLists;
+    std::function<void()> atList;
     std::vector<std::size_t> together;  // how many items were to be made at once, each time
 
  private:

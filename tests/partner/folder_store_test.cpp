@@ -122,6 +122,104 @@ TEST(FolderStore, OfFilesWithOneUidTheFirstByNameIsTheItem) {
     EXPECT_EQ(shown({{"a.vcf", ""}, {"b.vcf", ""}}), "a.vcf|b.vcf|") << "no UID is none";
 }
 
+// --- Listings that are expected -----------------------------------------------------------------------------------
+
+std::string EventText(const std::string& kind, const std::string& uid) {
+    return "BEGIN:VCALENDAR\nVERSION:2.0\nBEGIN:" + kind + "\nUID:" + uid +
+           "\nSUMMARY:x\nDTSTART:20260302T100000Z\nEND:" + kind + "\nEND:VCALENDAR\n";
+}
+
+// A store of all three types.
+struct Shelf : Book {
+    std::vector<std::unique_ptr<ItemFormat>> formats = AllFormats("UTC");
+
+    Shelf() {
+        files.Put("a.vcf", CardText("1", "Ada"));
+        files.Put("b.ics", EventText("VEVENT", "2"));
+        files.Put("c.vcf", CardText("3", "Cleo"));
+        files.Put("d.ics", EventText("VTODO", "4"));
+        std::vector<const ItemFormat*> all;
+        for (const auto& format : formats) all.push_back(format.get());
+        store = std::make_unique<FolderStore>(kFolder, all, files, cache, durability);
+        store->Mark();
+    }
+    std::string List(ItemType type) {
+        sync::Listing listing = store->List(type);
+        return (listing.trusted ? "" : "untrusted: ") + Show(listing);
+    }
+    std::size_t Looks() const {
+        return static_cast<std::size_t>(std::count_if(files.calls.begin(), files.calls.end(),
+                                                      [](const auto& call) { return call.starts_with("list"); }));
+    }
+};
+
+const std::vector<ItemType> kAll{std::begin(sync::kAllItemTypes), std::end(sync::kAllItemTypes)};
+
+TEST(FolderStore, ListingsThatAreExpectedReadTheFolderOnce) {
+    Shelf shelf;
+    const std::size_t before = shelf.Looks();
+    shelf.store->ExpectLists(kAll);
+    for (int round = 0; round < 2; ++round) {
+        EXPECT_EQ(shelf.List(ItemType::Appointment), "b.ics=2|");
+        EXPECT_EQ(shelf.List(ItemType::Contact), "a.vcf=1|c.vcf=3|");
+        EXPECT_EQ(shelf.List(ItemType::Task), "d.ics=4|");
+        EXPECT_EQ(shelf.Looks() - before, round == 0 ? 1U : 4U) << "each is expected once";
+    }
+}
+
+TEST(FolderStore, AListingThatIsNotExpectedSeesTheFolderAsItIs) {
+    Shelf shelf;
+    shelf.store->ExpectLists({ItemType::Contact});
+    EXPECT_EQ(shelf.List(ItemType::Task), "d.ics=4|");
+    EXPECT_EQ(shelf.List(ItemType::Contact), "a.vcf=1|c.vcf=3|");
+    shelf.files.Put("e.vcf", CardText("5", "Eve"));
+    EXPECT_EQ(shelf.List(ItemType::Contact), "a.vcf=1|c.vcf=3|e.vcf=5|");
+    shelf.store->ExpectLists(kAll);
+    EXPECT_EQ(shelf.List(ItemType::Contact), "a.vcf=1|c.vcf=3|e.vcf=5|");
+    shelf.files.Put("f.ics", EventText("VTODO", "6"));
+    EXPECT_EQ(shelf.List(ItemType::Contact), "a.vcf=1|c.vcf=3|e.vcf=5|");
+    EXPECT_EQ(shelf.List(ItemType::Task), "d.ics=4|") << "as it was when it was looked at";
+    EXPECT_EQ(shelf.List(ItemType::Task), "d.ics=4|f.ics=6|");
+    shelf.store->ExpectLists(kAll);
+    shelf.store->ExpectLists({ItemType::Task});
+    EXPECT_EQ(shelf.List(ItemType::Task), "d.ics=4|f.ics=6|");
+    EXPECT_EQ(shelf.List(ItemType::Contact), "a.vcf=1|c.vcf=3|e.vcf=5|") << "no longer expected, and whole";
+}
+
+TEST(FolderStore, AFolderThatCannotBeReadAheadIsNotTakenForEmpty) {
+    Shelf shelf;
+    shelf.store->ExpectLists(kAll);
+    shelf.files.before = [&](const std::string& call) {
+        if (call.starts_with("list")) shelf.files.failAt = static_cast<int>(shelf.files.calls.size());
+    };
+    EXPECT_THROW(shelf.store->List(ItemType::Contact), StoreError);
+    shelf.files.before = nullptr;
+    EXPECT_EQ(shelf.List(ItemType::Task), "d.ics=4|");
+    EXPECT_EQ(shelf.List(ItemType::Contact), "a.vcf=1|c.vcf=3|");
+}
+
+TEST(FolderStore, TheMarkerIsMissedInEachExpectedListing) {
+    Shelf shelf;
+    shelf.files.Remove(kFolder + "/" + FolderStore::kMarkerName);
+    shelf.store->ExpectLists(kAll);
+    for (const ItemType type : kAll) EXPECT_THAT(shelf.List(type), testing::StartsWith("untrusted: "));
+    shelf.files.Put(FolderStore::kMarkerName, "x\n");
+    shelf.store->ExpectLists(kAll);
+    for (const ItemType type : kAll) EXPECT_THAT(shelf.List(type), testing::Not(testing::StartsWith("untrusted: ")));
+}
+
+TEST(FolderStore, WhatChangesAfterTheLookAheadIsSeenNow) {
+    Shelf shelf;
+    shelf.store->ExpectLists(kAll);
+    EXPECT_EQ(shelf.List(ItemType::Contact), "a.vcf=1|c.vcf=3|");
+    shelf.files.Put("d.ics", EventText("VTODO", "9"));
+    shelf.files.Remove(kFolder + "/b.ics");
+    EXPECT_EQ(shelf.List(ItemType::Appointment), "") << "gone before it was read";
+    EXPECT_EQ(shelf.List(ItemType::Task), "d.ics=9|");
+    shelf.store->ExpectLists(kAll);
+    EXPECT_EQ(shelf.List(ItemType::Task), "d.ics=9|");
+}
+
 TEST(FolderStore, WhatWentIsForgottenAndWhatWasNotReadIsNot) {
     Book book;
     for (const char* name : {"a", "b", "c", "d"}) book.files.Put(std::string(name) + ".vcf", CardText(name, "Ada"));
@@ -627,6 +725,28 @@ class RealFolder : public ::testing::Test {
     MemoryFolderCache m_cache;
     CardFormat m_cards;
 };
+
+TEST_F(RealFolder, AListThatIsMadeAheadIsTheSame) {
+    for (int i = 0; i < 300; ++i) std::ofstream(m_path + "/" + std::to_string(i) + (i % 3 ? ".vcf" : ".txt")) << i;
+    const NameFilter cards = [](std::string_view name) { return name.ends_with(".vcf"); };
+    auto ahead = m_files.ListAhead(m_path, cards).get();
+    const auto now = m_files.List(m_path, cards);
+    ASSERT_EQ(ahead.size(), 200U);
+    EXPECT_TRUE(std::is_sorted(now.begin(), now.end(), [](const auto& a, const auto& b) { return a.name < b.name; }));
+    EXPECT_TRUE(std::equal(ahead.begin(), ahead.end(), now.begin(), now.end(), [](const auto& a, const auto& b) {
+        return a.name == b.name && a.kind == b.kind && a.stamp == b.stamp;
+    }));
+    auto missing = m_files.ListAhead(m_path + "/none", cards);
+    EXPECT_THROW(missing.get(), FileError);
+}
+
+TEST_F(RealFolder, AStoreThatGoesWaitsForItsLookAhead) {
+    for (int i = 0; i < 300; ++i) std::ofstream(m_path + "/" + std::to_string(i) + ".vcf") << i;
+    for (int i = 0; i < 20; ++i) Open().ExpectLists({ItemType::Contact});
+    FolderStore store = Open();
+    store.ExpectLists({ItemType::Contact});
+    EXPECT_EQ(store.List(ItemType::Contact).items.size(), 300U);
+}
 
 TEST_F(RealFolder, NamesOfExpectedItemsAreRandomAndComeInTheirOrder) {
     FolderStore store = Open();

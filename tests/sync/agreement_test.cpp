@@ -93,6 +93,15 @@ TEST_F(AgreementTest, NewItemsOfTheDeviceAreMadeInTheFolderSomeAtATime) {
     ExpectAgreement();
 }
 
+TEST_F(AgreementTest, TheFolderIsToldBeforeTheDeviceIsListed) {
+    options.types = {ItemType::Task, ItemType::Contact};
+    std::size_t told = 0;
+    device.atList = [&] { told = folder.expectedLists.size(); };
+    Sync();
+    EXPECT_EQ(told, 1u);
+    EXPECT_THAT(folder.expectedLists, ElementsAre(ElementsAre(ItemType::Task, ItemType::Contact)));
+}
+
 TEST_F(AgreementTest, OneByOneMeansOneByOne) {
     for (int i = 0; i < 3; ++i) device.Add(Person("P" + std::to_string(i)));
     options.batchSize = 1;
