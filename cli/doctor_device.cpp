@@ -304,7 +304,7 @@ void CompareEverything(const Patient& patient, RepairCopies& copies) {
         if (!fs::exists(file)) continue;
         copies.Keep(file);
         sync::State state(file, patient.id, partnership.folderIdentity, true);
-        for (const sync::ItemType type : sync::kAllItemTypes) state.BeginListing(type);
+        state.BeginListings({std::begin(sync::kAllItemTypes), std::end(sync::kAllItemTypes)});
     }
 }
 

@@ -127,7 +127,7 @@ void Pairing::Prepare(const DeviceSession& device, const Common& common, const S
     m_state = std::make_unique<sync::State>(stateFile, device.Settings().id, identity, durable);
     if (otherFolder) {
         // Changes since this folder's last turn were told to the other one: everything is to be compared.
-        for (const sync::ItemType type : sync::kAllItemTypes) m_state->BeginListing(type);
+        m_state->BeginListings({std::begin(sync::kAllItemTypes), std::end(sync::kAllItemTypes)});
     } else if (known != partnerships.end()) {
         if (const auto older = RunNumbers(*m_state, m_partner).LookForOlderCopies()) {
             m_olderCopy = older == sync::Doubt::OldDevice ? device.ShownAs().string() : m_folder.string();

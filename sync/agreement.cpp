@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <iterator>
 
 #include "sync/listing_index.h"
 #include "sync/match.h"
@@ -94,34 +95,46 @@ Agreement::Agreement(Store& device, Store& folder, State& state, Options options
 // --- Planning ---------------------------------------------------------------------------------------------
 
 Plan Agreement::MakePlan() {
-    m_folder.ExpectLists(m_options.types);
     Plan plan;
+    std::vector<ItemType> types;
+    std::copy_if(m_options.types.begin(), m_options.types.end(), std::back_inserter(types),
+                 [this](ItemType type) { return m_device.Holds(type) && m_folder.Holds(type); });
+    m_folder.ExpectLists(types);
+    std::map<ItemType, Listing> onDevice = ListDevice(types, plan);
     std::map<ItemType, std::pair<std::size_t, std::size_t>> left;  // remembered items still there: device, folder
-    for (const ItemType type : m_options.types) {
-        if (m_device.Holds(type) && m_folder.Holds(type)) PlanType(type, plan, left);
+    for (const ItemType type : types) {
+        if (const auto listing = onDevice.find(type); listing != onDevice.end())
+            PlanType(type, std::move(listing->second), plan, left);
     }
     if (!m_options.force) Guard(plan);
     return plan;
 }
 
-void Agreement::PlanType(ItemType type, Plan& plan, std::map<ItemType, std::pair<std::size_t, std::size_t>>& left) {
-    const bool flagsMayBeLost = m_state.BeginListing(type);
-    Listing onDevice = m_device.List(type);
-    std::vector<std::string> changed;
-    for (const sync::Listed& item : onDevice.items) {
-        if (item.changed.value_or(false)) changed.push_back(item.id);
+// What the device lists, with what it says of changes stored; types that it did not list are left out.
+std::map<ItemType, Listing> Agreement::ListDevice(const std::vector<ItemType>& types, Plan& plan) {
+    std::map<ItemType, Listing> listings;
+    std::map<ItemType, std::vector<std::string>> changed;
+    const std::set<ItemType> flagsMayBeLost = m_state.BeginListings(types);
+    for (const ItemType type : types) {
+        Listing listing = m_device.List(type);
+        if (!listing.trusted) {
+            // The note stays: what the flags said is lost, and the next pass compares everything.
+            LeaveAlone(type, m_device, listing, plan);
+            continue;
+        }
+        std::vector<std::string>& ids = changed[type];
+        for (const sync::Listed& item : listing.items) {
+            if (item.changed.value_or(false) || flagsMayBeLost.count(type)) ids.push_back(item.id);
+        }
+        listings.emplace(type, std::move(listing));
     }
-    if (!onDevice.trusted) {
-        // The note stays: what the flags said is lost, and the next pass compares everything.
-        LeaveAlone(type, m_device, onDevice, plan);
-        return;
-    }
+    m_state.EndListings(changed);
+    return listings;
+}
+
+void Agreement::PlanType(ItemType type, Listing onDevice, Plan& plan,
+                         std::map<ItemType, std::pair<std::size_t, std::size_t>>& left) {
     std::vector<Pair> pairs = m_state.Pairs(type);
-    if (flagsMayBeLost) {
-        changed.clear();
-        for (const sync::Listed& item : onDevice.items) changed.push_back(item.id);
-    }
-    m_state.EndListing(type, changed);
     const std::set<std::string> unsettled = m_state.Unsettled(type);
 
     Listing inFolder = m_folder.List(type);

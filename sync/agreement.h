@@ -119,7 +119,9 @@ class Agreement {
 
  private:
     class Pass;
-    void PlanType(ItemType type, Plan& plan, std::map<ItemType, std::pair<std::size_t, std::size_t>>& remembered);
+    std::map<ItemType, Listing> ListDevice(const std::vector<ItemType>& types, Plan& plan);
+    void PlanType(ItemType type, Listing onDevice, Plan& plan,
+                  std::map<ItemType, std::pair<std::size_t, std::size_t>>& remembered);
     void MatchNew(ItemType type, std::vector<Step>& deviceNew, std::vector<Step>& folderNew, Plan& plan);
     void Guard(const Plan& plan) const;
 

@@ -153,21 +153,26 @@ Sqlite& State::Relaxed() {
     return *m_connection;
 }
 
-bool State::BeginListing(ItemType type) {
+std::set<ItemType> State::BeginListings(const std::vector<ItemType>& types) {
+    std::set<ItemType> found;
     Transaction transaction(Durable());
-    Statement find(Durable(), "SELECT 1 FROM listing WHERE type = ?");
-    const bool found = find.Bind(Number(type)).Step();
-    Statement(Durable(), "INSERT OR IGNORE INTO listing (type) VALUES (?)").Bind(Number(type)).Run();
-    find.Reset();
+    Statement put(Durable(), "INSERT OR IGNORE INTO listing (type) VALUES (?)");
+    for (const ItemType type : types) {
+        put.Bind(Number(type)).Run();
+        if (sqlite3_changes(m_connection->Handle()) == 0) found.insert(type);
+    }
     transaction.Commit();
     return found;
 }
 
-void State::EndListing(ItemType type, const std::vector<std::string>& changed) {
+void State::EndListings(const std::map<ItemType, std::vector<std::string>>& changed) {
     Transaction transaction(Durable());
     Statement put(Durable(), "INSERT OR IGNORE INTO unsettled (type, id) VALUES (?, ?)");
-    for (const std::string& id : changed) put.Bind(Number(type)).Bind(id).Run();
-    Statement(Durable(), "DELETE FROM listing WHERE type = ?").Bind(Number(type)).Run();
+    Statement end(Durable(), "DELETE FROM listing WHERE type = ?");
+    for (const auto& [type, ids] : changed) {
+        for (const std::string& id : ids) put.Bind(Number(type)).Bind(id).Run();
+        end.Bind(Number(type)).Run();
+    }
     transaction.Commit();
 }
 

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <set>
@@ -89,10 +90,11 @@ class State : public Keepsakes {
 
     bool IsNew() const { return m_isNew; }  // nothing has ever been agreed on
 
-    // Listing clears the device's change flags, so it is noted before and what was listed after. True where a note
-    // of an earlier pass is found: its flags may be lost, and everything has to be compared.
-    bool BeginListing(ItemType type);
-    void EndListing(ItemType type, const std::vector<std::string>& changed);
+    // Listing clears the device's change flags, so it is noted before and what was listed after: of each type that was
+    // listed, the identifiers of what changed. Beginning answers the types of which a note of an earlier pass is found:
+    // their flags may be lost, and everything has to be compared.
+    std::set<ItemType> BeginListings(const std::vector<ItemType>& types);
+    void EndListings(const std::map<ItemType, std::vector<std::string>>& changed);
     // Identifiers listed as changed and not settled since, or to be looked at again.
     std::set<std::string> Unsettled(ItemType type);
     // Nothing is to be looked at again that was not listed as changed: for who only tells what is known to have

@@ -63,9 +63,12 @@ struct Step {
 const Step kDurable[] = {
     {"a commit", [](State& state) { state.Commit(PairOf("1", "a.vcf")); },
      [](State& state) { return state.CountPairs(ItemType::Contact) == 1; }},
-    {"the note that a listing has begun", [](State& state) { state.BeginListing(ItemType::Task); },
-     [](State& state) { return state.BeginListing(ItemType::Task); }},
-    {"what was listed as changed", [](State& state) { state.EndListing(ItemType::Task, {"7"}); },
+    {"the note that a listing has begun", [](State& state) { state.BeginListings({ItemType::Task}); },
+     [](State& state) { return state.BeginListings({ItemType::Task}).count(ItemType::Task) == 1; }},
+    {"what was listed as changed",
+     [](State& state) {
+         state.EndListings({{ItemType::Task, {"7"}}});
+     },
      [](State& state) { return state.Unsettled(ItemType::Task).count("7") == 1; }},
     {"what only the state still holds", [](State& state) { state.Keep(ItemType::Appointment, "9", "occurrences"); },
      [](State& state) { return state.Kept(ItemType::Appointment, "9") == "occurrences"; }},

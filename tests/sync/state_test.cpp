@@ -117,32 +117,35 @@ TEST_F(StateTest, APairWhoseItemWasMadeAnewKeepsItsNumber) {
 TEST_F(StateTest, AListingThatWasBegunAndNotStoredIsFound) {
     {
         State state = Open();
-        EXPECT_FALSE(state.BeginListing(ItemType::Contact));
+        EXPECT_THAT(state.BeginListings({ItemType::Contact}), testing::IsEmpty());
     }
     State state = Open();
-    EXPECT_TRUE(state.BeginListing(ItemType::Contact));
-    EXPECT_FALSE(state.BeginListing(ItemType::Task));
-    state.EndListing(ItemType::Contact, {"1", "2"});
-    EXPECT_FALSE(state.BeginListing(ItemType::Contact));
+    EXPECT_THAT(state.BeginListings({ItemType::Task, ItemType::Contact}), ElementsAre(ItemType::Contact));
+    EXPECT_THAT(state.BeginListings({ItemType::Appointment}), testing::IsEmpty());
+    state.EndListings({{ItemType::Contact, {"1", "2"}}, {ItemType::Appointment, {}}});
+    EXPECT_THAT(state.BeginListings({ItemType::Contact, ItemType::Task, ItemType::Appointment}),
+                ElementsAre(ItemType::Task))
+        << "one that did not come back stays begun";
 }
 
 TEST_F(StateTest, ListedChangesStayUntilTheyAreSettled) {
     State state = Open();
-    state.BeginListing(ItemType::Contact);
-    state.EndListing(ItemType::Contact, {"2", "1"});
-    state.BeginListing(ItemType::Contact);
-    state.EndListing(ItemType::Contact, {"1", "3"});
+    state.BeginListings({ItemType::Contact});
+    state.EndListings({{ItemType::Contact, {"2", "1"}}, {ItemType::Task, {"1"}}});
+    state.BeginListings({ItemType::Contact});
+    state.EndListings({{ItemType::Contact, {"1", "3"}}});
     EXPECT_THAT(state.Unsettled(ItemType::Contact), ElementsAre("1", "2", "3"));
     Batch batch;
     batch.settledOnDevice = {{ItemType::Contact, "1"}, {ItemType::Task, "2"}};
     state.Commit(batch);
     EXPECT_THAT(state.Unsettled(ItemType::Contact), ElementsAre("2", "3"));
+    EXPECT_THAT(state.Unsettled(ItemType::Task), ElementsAre("1"));
 }
 
 TEST_F(StateTest, WhatIsToBeLookedAtAgainIsUntilItIsSettledOrTheDeviceIsAnOlderOne) {
     State state = Open();
-    state.BeginListing(ItemType::Contact);
-    state.EndListing(ItemType::Contact, {"1"});
+    state.BeginListings({ItemType::Contact});
+    state.EndListings({{ItemType::Contact, {"1"}}});
     Batch batch;
     batch.settledOnDevice = {{ItemType::Contact, "1"}, {ItemType::Contact, "2"}};
     batch.lookAgainOnDevice = {{ItemType::Contact, "2"}, {ItemType::Task, "3"}};
