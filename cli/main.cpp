@@ -1,4 +1,6 @@
 // kezsync: reads the command line, runs the command, and turns what goes wrong as a whole into one line and a code.
+#include <malloc.h>
+
 #include "cli/command_line.h"
 #include "cli/commands.h"
 #include "cli/pairing.h"
@@ -52,4 +54,8 @@ int Main(int argc, char** argv) {
 }  // namespace
 }  // namespace kez::cli
 
-int main(int argc, char** argv) { return kez::cli::Main(argc, argv); }
+int main(int argc, char** argv) {
+    // Other threads hand over what they allocate: in memory of their own it would be missing to the main one.
+    mallopt(M_ARENA_MAX, 1);
+    return kez::cli::Main(argc, argv);
+}

@@ -1,5 +1,7 @@
 #include "cli/pairing.h"
 
+#include <future>
+
 #include "cli/newest.h"
 #include "platform/control/control.h"
 
@@ -60,15 +62,19 @@ Pairing::Pairing(const DeviceSession& device, const Common& common, const SyncOp
     if (m_options.durability != "item") control::SetFlushPolicy(control::FlushPolicy::PutOff);
 }
 
-// The connection ends before the library goes, and both before the locks.
+// The connection ends before the library goes, and both before the locks. The state is closed meanwhile: each side
+// waits for the disk as it closes its databases.
 Pairing::~Pairing() {
     m_deviceStore.reset();
+    const auto closing = std::async(std::launch::async | std::launch::deferred, [this] {
+        m_folderStore.reset();
+        m_cache.reset();
+        m_state.reset();
+    });
     m_connection.reset();
     m_provider.reset();
     control::SetFlushPolicy(control::FlushPolicy::AtOnce);
-    m_folderStore.reset();
-    m_cache.reset();
-    m_state.reset();
+    closing.wait();
 }
 
 void Pairing::MakeFolder(const std::string& partnerName, bool wasHere) {
@@ -150,13 +156,7 @@ void Pairing::TellOlderCopy(sync::Report& report) const {
                                m_olderCopy});
 }
 
-void Pairing::KeepForUndo(UndoRecord& record) {
-    const fs::path place = record.Begin(m_folder);
-    const fs::path state = place / "state.db";
-    m_state->CopyTo(state);
-    if (m_options.durability != "none") m_realFiles.StartSync(state.string());
-    m_realFiles.Record(place);
-}
+void Pairing::KeepForUndo(UndoRecord& record) { m_realFiles.Record(record.Begin(m_folder, *m_state)); }
 
 sync::Options Pairing::AgreementOptions() const {
     sync::Options options;

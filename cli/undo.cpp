@@ -1,5 +1,6 @@
 #include "cli/undo.h"
 
+#include <future>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <utility>
@@ -124,20 +125,32 @@ UndoRecord::UndoRecord(const fs::path& device, unsigned partner, bool durable)
       m_begun(device / kFolder / (std::to_string(partner) + ".begun")),
       m_durable(durable) {}
 
-fs::path UndoRecord::Begin(const fs::path& folder) {
+fs::path UndoRecord::Begin(const fs::path& folder, sync::State& state) {
     m_isOpen = true;
     fs::remove_all(m_begun);
     fs::create_directories(m_begun);
+    // Several megabytes each: both are copied at once.
+    auto volumes = std::async(std::launch::async | std::launch::deferred, [this] { CopyVolumes(); });
+    state.CopyTo(m_begun / kState);
+    StartSync(kState);
+    volumes.get();
+    WriteWhole(m_begun / kAbout, Text({{"folder", folder.string()}, {"before", Counters()}}));
+    return m_begun;
+}
+
+void UndoRecord::CopyVolumes() const {
     for (const char* volume : kVolumes) {
         const fs::path file = m_device / volume;
         if (!fs::exists(file)) throw std::runtime_error(file.string() + " is missing; nothing was changed");
         sync::Sqlite source(file.string());
         sqlite3_db_config(source.Handle(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
         sync::CopyAsFile(source, (m_begun / volume).string());
-        if (m_durable) partner::RealFileLayer().StartSync((m_begun / volume).string());
+        StartSync(volume);
     }
-    WriteWhole(m_begun / kAbout, Text({{"folder", folder.string()}, {"before", Counters()}}));
-    return m_begun;
+}
+
+void UndoRecord::StartSync(const char* copy) const {
+    if (m_durable) partner::RealFileLayer().StartSync((m_begun / copy).string());
 }
 
 void UndoRecord::End() {

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "partner/file_layer.h"
+#include "sync/state.h"
 
 namespace kez::cli {
 
@@ -50,8 +51,8 @@ class UndoRecord {
     // At the start of every synchronisation: what the other partnership's record says is then not the whole story.
     void TellOthers() const;
 
-    // Before a synchronisation writes: copies the volumes; the place where state ("state.db") and files go.
-    std::filesystem::path Begin(const std::filesystem::path& folder);
+    // Before a synchronisation writes: copies the volumes and the state; the place where files go.
+    std::filesystem::path Begin(const std::filesystem::path& folder, sync::State& state);
     // After it, with the device closed: what both sides hold now. Where nothing came of it, the record of the
     // synchronisation before stays instead.
     void End();
@@ -74,6 +75,8 @@ class UndoRecord {
     };
     std::map<std::string, Kept> Files(const std::filesystem::path& place) const;
     std::map<std::string, std::int64_t> Counters() const;
+    void CopyVolumes() const;
+    void StartSync(const char* copy) const;
     void MakeDurable() const;
 
     std::filesystem::path m_device;

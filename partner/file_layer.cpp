@@ -12,7 +12,6 @@
 #include <cstring>
 #include <ctime>
 #include <random>
-#include <system_error>
 #include <utility>
 
 namespace kez::partner {
@@ -79,11 +78,9 @@ std::vector<FileEntry> RealFileLayer::List(const std::string& folder, const Name
 }
 
 std::future<std::vector<FileEntry>> RealFileLayer::ListAhead(const std::string& folder, NameFilter wanted) {
-    try {
-        return std::async(std::launch::async, [this, folder, wanted] { return RealFileLayer::List(folder, wanted); });
-    } catch (const std::system_error&) {  // no thread is to be had
-        return FileLayer::ListAhead(folder, std::move(wanted));
-    }
+    // Deferred where no thread is to be had.
+    return std::async(std::launch::async | std::launch::deferred,
+                      [this, folder, wanted = std::move(wanted)] { return RealFileLayer::List(folder, wanted); });
 }
 
 FileEntry RealFileLayer::Look(const std::string& path) {
