@@ -240,12 +240,19 @@ class Editor {
         auto lines = LinesOf(field);
         if (lines.empty()) {
             if (value.empty()) return;
+            // A new line says all of the address; each of its other fields is changed with this one.
             std::vector<std::string> parts(7);
-            parts[static_cast<std::size_t>(row.part)] = PartText(value);
-            ContentLine& line = Add("", HeadFor(row, m_card.syntax), JoinParts(parts));
+            const auto isOfLine = [&](const CardRow& other) {
+                return other.shape == CardShape::Address && other.kind == row.kind;
+            };
             for (const auto& other : CardRows())
-                if (other.shape == CardShape::Address && other.kind == row.kind)
-                    m_card.places[std::string(other.field)] = {&line};
+                if (isOfLine(other)) parts[static_cast<std::size_t>(other.part)] = PartText(Get(m_wanted, other.field));
+            ContentLine& line = Add("", HeadFor(row, m_card.syntax), JoinParts(parts));
+            for (const auto& other : CardRows()) {
+                if (!isOfLine(other)) continue;
+                m_card.places[std::string(other.field)] = {&line};
+                m_card.fields[std::string(other.field)] = Get(m_wanted, other.field);
+            }
             return;
         }
         if (row.part != 2) return SetAddressParts(*lines[0], {{row.part, value}});
