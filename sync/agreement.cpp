@@ -11,14 +11,18 @@
 namespace kez::sync {
 namespace {
 
-// The device is saved more than once for these: cut off in between, it holds something that nobody meant.
-const std::set<std::string> kWrittenInSteps = {
-    "ExceptionDates", "ModifiedOccurrences", "ModifiedOccurrenceDates",   "ReminderSet",
-    "ReminderTime",   "ReminderOptions",     "ReminderMinutesBeforeStart"};
-
 // A changed occurrence is its text and the date that it had: what is decided of one of these is decided of both.
 const std::string kOccurrences = "ModifiedOccurrences";
 const std::string kOccurrenceDates = "ModifiedOccurrenceDates";
+
+// The device is saved more than once for these: cut off in between, it holds something that nobody meant.
+const std::set<std::string> kWrittenInSteps = {"ExceptionDates",
+                                               kOccurrences,
+                                               kOccurrenceDates,
+                                               "ReminderSet",
+                                               "ReminderTime",
+                                               "ReminderOptions",
+                                               "ReminderMinutesBeforeStart"};
 
 // What has entries: texts behind one another, or dates with tabs between them.
 const std::set<std::string> kLists = {"ExceptionDates", kOccurrences, kOccurrenceDates};
