@@ -4,9 +4,11 @@
 #include <chrono>
 #include <cstdio>
 #include <iostream>
+#include <optional>
 
 #include "cli/commands.h"
 #include "cli/device_session.h"
+#include "cli/end_signals.h"
 #include "cli/pairing.h"
 
 namespace kez::cli {
@@ -120,7 +122,10 @@ sync::Report Synchronise(const Common& common, const SyncOptions& options, std::
 
 ExitCode Sync(const Common& common, const SyncOptions& options) {
     if (options.dryRun) return DryRun(common, options);
-    const sync::Report report = Synchronise(common, options);
+    // Who is being asked wants an end at once.
+    std::optional<EndSignals> signals;
+    if (options.conflicts != "ask") signals.emplace();
+    const sync::Report report = Synchronise(common, options, [&signals] { return signals && signals->Came(); });
     PrintReport(report, common.output);
     return CodeOf(report);
 }

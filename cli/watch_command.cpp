@@ -1,16 +1,15 @@
 // watch: stays, and synchronises whenever something changed on either side.
 #include <poll.h>
 #include <sys/inotify.h>
-#include <sys/signalfd.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <csignal>
 #include <cstdio>
 #include <tuple>
 #include <vector>
 
 #include "cli/commands.h"
+#include "cli/end_signals.h"
 #include "cli/pairing.h"
 #include "partner/file_layer.h"
 #include "partner/item_files.h"
@@ -51,7 +50,6 @@ Moment Now(const fs::path& device, const fs::path& folder) {
         if (file.name[0] == '.' || !partner::IsItemFile(file.name)) continue;
         moment.second.emplace_back(file.name, file.stamp.changed, file.stamp.inode);
     }
-    std::sort(moment.second.begin(), moment.second.end());
     return moment;
 }
 
@@ -60,32 +58,6 @@ bool Wrote(const sync::Counts& counts) {
                counts.deletedInFolder !=
            0;
 }
-
-// The signals that ask for an end, held back from the start: what is under way then ends in order.
-class EndSignals {
- public:
-    EndSignals() {
-        sigset_t signals;
-        sigemptyset(&signals);
-        sigaddset(&signals, SIGINT);
-        sigaddset(&signals, SIGTERM);
-        sigprocmask(SIG_BLOCK, &signals, nullptr);
-        m_file = signalfd(-1, &signals, SFD_CLOEXEC);
-        if (m_file < 0) throw std::runtime_error("this system cannot wait for signals");
-    }
-    ~EndSignals() { close(m_file); }
-    EndSignals(const EndSignals&) = delete;
-    EndSignals& operator=(const EndSignals&) = delete;
-
-    int File() const { return m_file; }
-    bool Came() const {
-        pollfd file{m_file, POLLIN, 0};
-        return poll(&file, 1, 0) > 0;
-    }
-
- private:
-    int m_file = -1;
-};
 
 // Wakes up when something may have changed, or somebody wants an end.
 class Watcher {

@@ -363,6 +363,7 @@ class Agreement::Pass {
     const Plan& m_plan;
     Report m_report;
     bool m_stopped = false;
+    std::size_t m_left = 0;  // items that were left alone for that
     Batch m_batch;
     std::vector<std::pair<ItemType, std::string>> m_acknowledged;
     std::set<std::pair<ItemType, std::string>> m_cutOff;  // the folder's items that an earlier pass was cut off writing
@@ -415,7 +416,11 @@ Report Agreement::Pass::Run() {
         for (const Phase phase : {Phase::DeleteOnDevice, Phase::WriteDevice, Phase::WriteFolder}) {
             bool begun = false;
             for (const Step& step : m_plan.steps) {
-                if (step.type != type || PhaseOf(step.action) != phase || IsStopped()) continue;
+                if (step.type != type || PhaseOf(step.action) != phase) continue;
+                if (IsStopped()) {
+                    ++m_left;
+                    continue;
+                }
                 if (!begun && phase == Phase::WriteDevice) m_device.BeginWrites(type);
                 begun = true;
                 if (step.action == Action::CreateInFolder) {
@@ -440,6 +445,12 @@ Report Agreement::Pass::Run() {
             m_device.EndWrites(type);
         }
         m_device.EndPass(type);
+    }
+    if (m_left != 0) {
+        m_report.findings.push_back({ProblemCode::None,
+                                     "the synchronisation was stopped; " + std::to_string(m_left) +
+                                         (m_left == 1 ? " item waits" : " items wait") + " for the next one",
+                                     m_folder.Name()});
     }
     return std::move(m_report);
 }

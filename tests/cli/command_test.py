@@ -562,6 +562,36 @@ class Sync(CommandTest):
         self.assertEqual(names, self.titles())
 
 
+    def test_a_signal_ends_it_after_the_items_under_way_and_says_what_is_left(self):
+        self.people(*(f"Person N{number:03}" for number in range(300)))
+        other = self.place / "other"
+        for end in (signal.SIGTERM, signal.SIGINT):
+            before = len(list(other.glob("*.vcf")))
+            process = subprocess.Popen(
+                [KEZSYNC, "sync", other, "--partner", "2", "--json"],
+                env=self.environment,
+                stdout=subprocess.PIPE,
+                stderr=subprocess.PIPE,
+                text=True,
+            )
+            while len(list(other.glob("*.vcf"))) == before:
+                self.assertIsNone(process.poll())
+            process.send_signal(signal.SIGSTOP)
+            process.send_signal(end)
+            process.send_signal(signal.SIGCONT)
+            said, errors = process.communicate(timeout=20)
+            self.assertEqual((process.returncode, errors), (PARTLY, ""))
+            made = len(list(other.glob("*.vcf")))
+            report = json.loads(said)
+            self.assertEqual(report["summary"]["received"], made - before)
+            left = f"the synchronisation was stopped; {300 - made} items wait for the next one"
+            self.assertEqual([finding["text"] for finding in report["findings"]], [left])
+            self.assertEqual(list(other.glob(".kez-*")), [])
+        self.json("sync", other, "--partner", "2")
+        self.assertEqual(len(list(other.glob("*.vcf"))), 300)
+        self.assertEqual(len(self.titles()), 300)
+
+
 class Calendar(CommandTest):
     EVENT = "\r\n".join(
         [

@@ -332,11 +332,17 @@ TEST_F(AgreementTest, AStoppedPassRemembersWhatItDidAndLeavesTheRest) {
     folder.Add(Person("Eve"));
     int asked = 0;
     options.stop = [&asked] { return ++asked > 2; };
-    EXPECT_EQ(Sync().entries.size(), 2u);
+    const Report stopped = Sync();
+    EXPECT_EQ(stopped.entries.size(), 2u);
+    EXPECT_FALSE(stopped.Complete());
+    ASSERT_EQ(stopped.findings.size(), 1u);
+    EXPECT_EQ(stopped.findings[0].where, folder.Name());
+    EXPECT_EQ(stopped.findings[0].text, "the synchronisation was stopped; 3 items wait for the next one");
     EXPECT_EQ(folder.Size() + device.Size(), 4u + 1u + 2u);
     options.stop = nullptr;
     const Report rest = Sync();
     EXPECT_EQ(rest.entries.size(), 3u);
+    EXPECT_TRUE(rest.Complete());
     EXPECT_EQ(rest.counts.unchanged, 2u);
     EXPECT_EQ(device.Size(), 5u);
     ExpectAgreement();
