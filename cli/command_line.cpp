@@ -66,7 +66,9 @@ sync::ItemType TypeOf(const std::string& name) {
 
 std::vector<sync::ItemType> TypesOf(const Words& names) {
     std::vector<sync::ItemType> types;
-    for (const std::string& name : names) types.push_back(TypeOf(name));
+    for (const std::string& name : names) {
+        if (std::find(types.begin(), types.end(), TypeOf(name)) == types.end()) types.push_back(TypeOf(name));
+    }
     if (types.empty()) types.assign(std::begin(sync::kAllItemTypes), std::end(sync::kAllItemTypes));
     return types;
 }

@@ -94,7 +94,14 @@ void LeaveAlone(ItemType type, const Store& side, const Listing& listing, Plan& 
 }  // namespace
 
 Agreement::Agreement(Store& device, Store& folder, State& state, Options options)
-    : m_device(device), m_folder(folder), m_state(state), m_options(std::move(options)) {}
+    : m_device(device), m_folder(folder), m_state(state), m_options(std::move(options)) {
+    // One that is named twice would be listed twice: the second time without its flags, and with nothing left of it.
+    std::vector<ItemType> once;
+    for (const ItemType type : m_options.types) {
+        if (std::find(once.begin(), once.end(), type) == once.end()) once.push_back(type);
+    }
+    m_options.types = std::move(once);
+}
 
 // --- Planning ---------------------------------------------------------------------------------------------
 

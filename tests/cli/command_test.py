@@ -541,6 +541,7 @@ class Sync(CommandTest):
                 ["--packet-size", 260000],
                 ["--type", "contacts"],
                 ["--type", "contacts", "--type", "tasks"],
+                ["--type", "contacts", "--type", "contacts"],
             )
         ):
             done = self.json("sync", self.place / f"f{index}", "--force", *words)["summary"]

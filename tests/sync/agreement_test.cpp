@@ -102,6 +102,24 @@ TEST_F(AgreementTest, TheFolderIsToldBeforeTheDeviceIsListed) {
     EXPECT_THAT(folder.expectedLists, ElementsAre(ElementsAre(ItemType::Task, ItemType::Contact)));
 }
 
+TEST_F(AgreementTest, ATypeThatIsNamedTwiceIsOneAllTheSame) {
+    options.types = {ItemType::Contact, ItemType::Task, ItemType::Contact};
+    const auto d = device.Add(Person("Ada"));
+    const auto f = folder.Add(Person("Grace"));
+    EXPECT_EQ(Sync().counts.received, 1u);
+    ExpectAgreement();
+    device.Edit(d, "Phone", "1");
+    folder.Edit(f, "Phone", "2");
+    device.Add(Person("Emmy"));
+    folder.Add(Person("Sofja"));
+    const Report report = Sync();
+    EXPECT_TRUE(report.Complete());
+    EXPECT_EQ(report.counts.received + report.counts.sent, 4u);
+    EXPECT_EQ(device.Size(), 4u);
+    ExpectAgreement();
+    EXPECT_THAT(folder.expectedLists.at(0), ElementsAre(ItemType::Contact, ItemType::Task));
+}
+
 TEST_F(AgreementTest, OneByOneMeansOneByOne) {
     for (int i = 0; i < 3; ++i) device.Add(Person("P" + std::to_string(i)));
     options.batchSize = 1;
@@ -597,6 +615,38 @@ TEST_F(AgreementTest, ASideThatDoesNotAnswerDeletesNothingAndIsComparedNextTime)
     device.trusted = true;
     Sync();
     EXPECT_EQ(folder.At(folder.Ids()[0]).at("Phone"), "1");
+}
+
+// The flags of the types that were listed before it are lost as well: nothing of them is stored yet.
+TEST_F(AgreementTest, ADeviceThatGivesUpBetweenTwoTypesIsComparedWholeNextTime) {
+    options.types = {ItemType::Contact, ItemType::Task};
+    const auto d = device.Add(Person("Ada"));
+    Sync();
+    device.Edit(d, "Phone", "1");
+    int listed = 0;
+    device.atList = [&] {
+        if (++listed == 2) throw StoreError("the device went away");
+    };
+    EXPECT_THROW(Sync(), StoreError);
+    device.atList = nullptr;
+    EXPECT_EQ(Sync().counts.received, 1u);
+    ExpectAgreement();
+}
+
+TEST_F(AgreementTest, ATypeThatDoesNotAnswerKeepsNoOtherFromBeingCarriedOver) {
+    options.types = {ItemType::Task, ItemType::Contact};
+    const auto d = device.Add(Person("Ada"));
+    const auto t = device.Add({ItemType::Task, {{"Subject", "Tea"}}});
+    Sync();
+    device.Edit(d, "Phone", "1");
+    device.Edit(t, "Body", "two cups");
+    device.atList = [&] { device.trusted = !device.trusted; };  // not the first, then the second
+    EXPECT_FALSE(Sync().Complete());
+    EXPECT_THAT(folder.Contents(), testing::Not(device.Contents()));
+    device.atList = nullptr;
+    device.trusted = true;
+    EXPECT_EQ(Sync().counts.received, 1u) << "the flags of the type that did not answer are not relied on";
+    ExpectAgreement();
 }
 
 TEST_F(AgreementTest, AFolderThatDoesNotAnswerDeletesNothingEither) {
