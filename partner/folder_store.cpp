@@ -209,17 +209,26 @@ NameFilter FolderStore::NamesOf(std::set<ItemType> types) const {
 }
 
 void FolderStore::ExpectLists(const std::vector<ItemType>& types) {
-    m_lookedFor = {types.begin(), types.end()};
+    m_lookedFor.clear();
     m_looked.clear();
-    m_look = m_files.ListAhead(m_folder, NamesOf(m_lookedFor));
+    m_look = {};
+    try {
+        CheckFolder();
+    } catch (const std::runtime_error&) {
+        return;  // another folder's files are none of this one's, should it be back when it is listed
+    }
+    const std::set<ItemType> wanted(types.begin(), types.end());
+    m_look = m_files.ListAhead(m_folder, NamesOf(wanted));
+    m_lookedFor = wanted;
 }
 
-// A look that was made ahead serves each type once; files that the types to come may need as well stay.
+// A look that was made ahead serves each type once; files that the types to come may need as well stay. One that
+// failed, however it did, serves none: what it would give is no empty folder.
 std::vector<FileEntry> FolderStore::Entries(ItemType type) {
     if (m_lookedFor.count(type) && m_look.valid()) {
         try {
             m_looked = m_look.get();
-        } catch (const FileError&) {
+        } catch (...) {
             m_lookedFor.clear();
             throw;
         }

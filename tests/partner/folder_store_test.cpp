@@ -7,9 +7,13 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <future>
+#include <new>
 #include <set>
+#include <thread>
 
 #include "partner/said_change.h"
 #include "partner/vcard.h"
@@ -196,6 +200,18 @@ TEST(FolderStore, AFolderThatCannotBeReadAheadIsNotTakenForEmpty) {
     shelf.files.before = nullptr;
     EXPECT_EQ(shelf.List(ItemType::Task), "d.ics=4|");
     EXPECT_EQ(shelf.List(ItemType::Contact), "a.vcf=1|c.vcf=3|");
+}
+
+TEST(FolderStore, ALookAheadThatFailsInAnyWayIsNotTakenForAnEmptyFolder) {
+    Shelf shelf;
+    shelf.store->ExpectLists(kAll);
+    shelf.files.before = [](const std::string& call) {
+        if (call.starts_with("list")) throw std::bad_alloc();
+    };
+    EXPECT_THROW(shelf.store->List(ItemType::Contact), std::bad_alloc);
+    shelf.files.before = nullptr;
+    EXPECT_EQ(shelf.List(ItemType::Contact), "a.vcf=1|c.vcf=3|");
+    EXPECT_EQ(shelf.List(ItemType::Task), "d.ics=4|");
 }
 
 TEST(FolderStore, TheMarkerIsMissedInEachExpectedListing) {
@@ -738,6 +754,47 @@ TEST_F(RealFolder, AListThatIsMadeAheadIsTheSame) {
     }));
     auto missing = m_files.ListAhead(m_path + "/none", cards);
     EXPECT_THROW(missing.get(), FileError);
+}
+
+TEST_F(RealFolder, AListThatIsMadeAheadIsMadeBesideItsCaller) {
+    std::ofstream(m_path + "/a.vcf") << "a";
+    std::thread::id asked;
+    auto ahead = m_files.ListAhead(m_path, [&](std::string_view) {
+        asked = std::this_thread::get_id();
+        return true;
+    });
+    ASSERT_EQ(ahead.wait_for(std::chrono::minutes(1)), std::future_status::ready) << "begins without being asked for";
+    EXPECT_EQ(ahead.get().size(), 1U);
+    EXPECT_NE(asked, std::this_thread::get_id());
+}
+
+// Looks ahead before it says so: what comes after comes too late for it.
+struct QuickFiles : RealFileLayer {
+    std::future<std::vector<FileEntry>> ListAhead(const std::string& folder, NameFilter wanted) override {
+        auto look = RealFileLayer::ListAhead(folder, std::move(wanted));
+        look.wait();
+        return look;
+    }
+};
+
+TEST_F(RealFolder, AnotherFolderThatIsInItsPlaceForAWhileIsNotLookedAtAhead) {
+    for (const char* name : {"a", "b"}) std::ofstream(m_path + "/" + name + ".vcf") << CardText(name, "Ada");
+    QuickFiles files;
+    FolderStore store(m_path, {&m_cards}, files, m_cache, Durability::None);
+    store.Mark();
+    const std::string away = m_path + "-away";
+    std::filesystem::rename(m_path, away);
+    std::filesystem::create_directory(m_path);
+    std::filesystem::copy_file(away + "/.kezfolder", m_path + "/.kezfolder");
+    store.ExpectLists({ItemType::Contact});
+    EXPECT_THROW(store.List(ItemType::Contact), StoreError);
+    store.ExpectLists({ItemType::Contact});
+    std::filesystem::rename(m_path, m_path + "-other");
+    std::filesystem::rename(away, m_path);
+    const sync::Listing listing = store.List(ItemType::Contact);
+    EXPECT_TRUE(listing.trusted);
+    EXPECT_EQ(Show(listing), "a.vcf=a|b.vcf=b|");
+    std::filesystem::remove_all(m_path + "-other");
 }
 
 TEST_F(RealFolder, AStoreThatGoesWaitsForItsLookAhead) {
