@@ -55,6 +55,23 @@ class FullDisk(CommandTest):
             self.assertEqual(self.json("doctor")["findings"], [])
         self.assertEqual(ended & {DONE, FAILED}, {DONE, FAILED})
 
+    def test_a_volume_that_cannot_be_copied_for_undo_ends_it_before_anything_is_changed(self):
+        self.people("Ada Lovelace")
+        todo = "BEGIN:VTODO\r\nUID:{0}\r\nSUMMARY:Task {0}\r\nDESCRIPTION:" + "n" * 3000 + "\r\nEND:VTODO\r\n"
+        todos = "".join(map(todo.format, range(100)))
+        self.run_command("import", self.write("t.ics", f"BEGIN:VCALENDAR\r\n{todos}END:VCALENDAR\r\n"), "--quiet")
+        words = ["sync", self.folder, "--type", "contacts"]
+        self.out(*words)
+        self.edit("Ada Lovelace", "END:VCARD", "TITLE:Countess\r\nEND:VCARD")
+        before = self.json("list"), self.file("Ada Lovelace").read_bytes()
+        result = self.run_limited((self.device / "pim.vol").stat().st_size - 1, *words)
+        self.assertEqual(result.returncode, FAILED)
+        self.assertIn("pim.vol", result.stderr)
+        self.assertEqual((self.json("list"), self.file("Ada Lovelace").read_bytes()), before)
+        self.assertEqual(self.json(*words)["summary"]["sent"], 1)
+        self.out("undo", self.folder)
+        self.assertEqual((self.json("list"), self.file("Ada Lovelace").read_bytes()), before)
+
     def test_names_what_could_not_be_written(self):
         self.people("Ada Lovelace")
         self.assertIn(str(self.device), self.run_limited(0, "sync", self.folder).stderr)
