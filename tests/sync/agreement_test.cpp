@@ -102,6 +102,27 @@ TEST_F(AgreementTest, TheFolderIsToldBeforeTheDeviceIsListed) {
     EXPECT_THAT(folder.expectedLists, ElementsAre(ElementsAre(ItemType::Task, ItemType::Contact)));
 }
 
+TEST_F(AgreementTest, AllListingsAreNotedBeforeTheFirstAndStoredAfterTheLastOfTheDevice) {
+    options.types = {ItemType::Contact, ItemType::Task};
+    const auto count = [&](const char* table) {
+        const Sqlite other((m_folderPath / "state.db").string());
+        Statement rows(other, (std::string("SELECT count(*) FROM ") + table).c_str());
+        return rows.Step() ? rows.Integer(0) : -1;
+    };
+    std::vector<std::int64_t> noted, stored;
+    const auto look = [&] {
+        noted.push_back(count("listing"));
+        stored.push_back(count("unsettled"));
+    };
+    device.Add(Person("Ada"));
+    device.Add({ItemType::Task, {{"Subject", "Tea"}}});
+    device.atList = folder.atList = look;
+    Sync();
+    EXPECT_THAT(noted, ElementsAre(2, 2, 0, 0)) << "the device twice, the folder twice";
+    EXPECT_THAT(stored, ElementsAre(0, 0, 2, 2));
+    ExpectAgreement();
+}
+
 TEST_F(AgreementTest, ATypeThatIsNamedTwiceIsOneAllTheSame) {
     options.types = {ItemType::Contact, ItemType::Task, ItemType::Contact};
     const auto d = device.Add(Person("Ada"));
