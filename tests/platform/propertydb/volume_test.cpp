@@ -345,6 +345,26 @@ TEST_F(VolumeTest, AWalkSeesWhatChangesInFrontOfIt) {
     m_volume->ExpectReads(database, {});
 }
 
+TEST_F(VolumeTest, ARecordThatChangesAfterItWasReadAheadIsReadAgain) {
+    const CEOID database = m_volume->CreateDatabase({u"people", 24, {{{{kText}}}}, {}});
+    std::vector<CEOID> oids;
+    for (std::int64_t i = 0; i < 100; ++i) oids.push_back(m_volume->Insert(database, {{kText, u"Ann"}, {kNumber, i}}));
+    const auto apart = Volume::OpenApart(TEXT("\\test.vol"));
+    for (const auto& changer : {apart, m_volume}) {
+        for (std::size_t i = 0; i < 40; ++i) {
+            m_volume->ExpectReads(database, std::span(oids).subspan(i));
+            ASSERT_TRUE(m_volume->Read(database, oids[i]));
+        }
+        changer->Update(database, oids[40], {{kNumber, std::int64_t{1000}}});
+        EXPECT_EQ(m_volume->Read(database, oids[40])->Number(kNumber, -1), 1000);
+        changer->Update(database, oids[40], {{kNumber, std::int64_t{40}}});
+        m_volume->ExpectReads(database, std::span(oids).subspan(40));
+        changer->Delete(database, oids[40]);
+        EXPECT_FALSE(m_volume->Read(database, oids[40]));
+        oids.erase(oids.begin() + 40);
+    }
+}
+
 TEST_F(VolumeTest, AWalkInAnyOrderReadsWhatIsThere) {
     const CEOID database = m_volume->CreateDatabase({u"people", 24, {{{{kText}}}}, {}});
     std::vector<CEOID> created;
