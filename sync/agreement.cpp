@@ -338,6 +338,7 @@ class Agreement::Pass {
     ReadResult Confirmed(const Step& step, ReadResult read);
     void CreateInFolder(const std::vector<const Step*>& steps);
     void CreateInFolder(const Step& step) { CreateInFolder(std::vector<const Step*>{&step}); }
+    void NoteWriting(const Step& step);
     void CreateOnDevice(const Step& step);
     void UpdateFolder(const Step& step);
     void UpdateDevice(const Step& step);
@@ -603,12 +604,17 @@ void Agreement::Pass::CreateInFolder(const std::vector<const Step*>& steps) {
     if (!read.empty()) write();
 }
 
+// Contacts have none of the fields that are written in steps.
+void Agreement::Pass::NoteWriting(const Step& step) {
+    if (step.type != ItemType::Contact) m_state.NoteWriting(step.type, step.folderId);
+}
+
 void Agreement::Pass::CreateOnDevice(const Step& step) {
     ReadResult read = m_folder.Read(step.type, step.folderId);
     if (read.problem.code == ProblemCode::Gone) return;
     if (read.problem) return Fail(step, {}, std::move(read.problem));
     const std::string title = Title(read.item);
-    m_state.NoteWriting(step.type, step.folderId);
+    NoteWriting(step);
     WriteResult written = m_device.Create(read.item, step.hint);
     if (written.id.empty()) return Fail(step, title, std::move(written.problem));
 
@@ -829,7 +835,7 @@ void Agreement::Pass::WriteMerged(const Step& step, const ReadResult& device, co
         const Item target{step.type, Applied(deviceHeld, forDevice)};
         // A note that a power cut leaves says that the folder has what the device had to tell: so it must, then.
         if (HasAny(forFolder, kWrittenInSteps)) m_folder.Flush();
-        m_state.NoteWriting(step.type, step.folderId);
+        NoteWriting(step);
         WriteResult result = m_device.Update(step.deviceId, target, device.revision);
         if (result.problem) {
             // The folder's share is done. What the device did not take stays different from what is remembered of

@@ -141,6 +141,28 @@ TEST_F(AgreementTest, ATypeThatIsNamedTwiceIsOneAllTheSame) {
     EXPECT_THAT(folder.expectedLists.at(0), ElementsAre(ItemType::Contact, ItemType::Task));
 }
 
+TEST_F(AgreementTest, WhatIsWrittenToTheDeviceInStepsIsNotedUntilItIsAgreedOn) {
+    folder.Add(Person("Ada"));
+    folder.Add({ItemType::Task, {{"Subject", "Letter"}}});
+    folder.Add({ItemType::Appointment, {{"Subject", "Tea"}}});
+    options.types = {ItemType::Contact, ItemType::Task, ItemType::Appointment};
+    const auto writing = [&] { return State(m_folderPath / "state.db", "device", "folder", false).Writing().size(); };
+    std::map<ItemType, std::size_t> noted;
+    device.refuse = [&](const Item& item) {
+        noted[item.type] = writing();
+        return false;
+    };
+    Sync();
+    EXPECT_THAT(noted, ElementsAre(std::pair(ItemType::Contact, 0u), std::pair(ItemType::Task, 1u),
+                                   std::pair(ItemType::Appointment, 1u)));
+    EXPECT_EQ(writing(), 0u);
+    for (const auto& id : folder.Ids()) folder.Edit(id, "Body", "more");
+    noted.clear();
+    Sync();
+    EXPECT_THAT(noted, ElementsAre(std::pair(ItemType::Contact, 0u), std::pair(ItemType::Task, 1u),
+                                   std::pair(ItemType::Appointment, 1u)));
+}
+
 TEST_F(AgreementTest, OneByOneMeansOneByOne) {
     for (int i = 0; i < 3; ++i) device.Add(Person("P" + std::to_string(i)));
     options.batchSize = 1;
