@@ -186,7 +186,16 @@ bool FolderStore::Holds(ItemType type) const {
 }
 
 CachedFiles& FolderStore::Cache() {
-    if (!m_loaded) m_loaded = m_cache.Load();
+    if (!m_loaded) {
+        m_loaded = m_cache.Load();
+        for (const auto& [name, file] : m_cacheChanges) {
+            if (file) {
+                m_loaded->insert_or_assign(name, *file);
+            } else {
+                m_loaded->erase(name);
+            }
+        }
+    }
     return *m_loaded;
 }
 
@@ -196,7 +205,7 @@ CachedFile FolderStore::Describe(const FileReading& reading, const FileContent& 
 }
 
 void FolderStore::Forget(const std::string& id) {
-    if (Cache().erase(id)) m_cacheChanges.emplace_back(id, std::nullopt);
+    if (!m_loaded || m_loaded->erase(id)) m_cacheChanges.emplace_back(id, std::nullopt);
 }
 
 // Files that may hold one of these types, and the marker.
@@ -384,7 +393,7 @@ WriteResult FolderStore::Placed(const std::string& id, const std::string& bytes)
     result.id = id;
     result.revision = file.revision;
     result.held = std::move(reading.item);
-    Cache().insert_or_assign(Cache().end(), id, file);  // the last one, where several are made
+    if (m_loaded) m_loaded->insert_or_assign(m_loaded->end(), id, file);  // the last one, where several are made
     m_cacheChanges.emplace_back(id, std::move(file));
     return result;
 }
@@ -627,6 +636,7 @@ std::optional<std::int64_t> FolderStore::ChangedAt(const std::string& id) {
 void FolderStore::Flush() {
     if (m_unsynced > 0 && m_durability != Durability::None) SyncFolderNow();
     if (!m_cacheChanges.empty()) m_cache.Save(std::exchange(m_cacheChanges, {}));
+    m_loaded.reset();  // whoever writes has listed as a rule: what is written then need not pile up here
 }
 
 }  // namespace kez::partner

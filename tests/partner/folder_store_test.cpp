@@ -236,6 +236,37 @@ TEST(FolderStore, WhatChangesAfterTheLookAheadIsSeenNow) {
     EXPECT_EQ(shelf.List(ItemType::Task), "d.ics=9|");
 }
 
+TEST(FolderStore, WhatItWroteIsKnownWhetherItWasFlushedOrNot) {
+    Book book;
+    const auto makeAndDelete = [&](const std::string& a, const std::string& b) {
+        const auto gone = book.store->Create(Person("Gone"), a);
+        EXPECT_EQ(book.store->Create(Person("Kept"), b).id, b + ".vcf");
+        EXPECT_FALSE(book.store->Delete(ItemType::Contact, gone.id, ""));
+        EXPECT_TRUE(book.store->ChangedAt(b + ".vcf"));
+        EXPECT_FALSE(book.store->ChangedAt(a + ".vcf"));
+    };
+    const auto saved = [&] {
+        std::string names;
+        for (const auto& [name, file] : book.cache.Load()) names += name + " ";
+        return names;
+    };
+    book.Open();
+    makeAndDelete("a", "b");  // nothing was listed before
+    EXPECT_EQ(saved(), "");
+    book.store->Flush();
+    EXPECT_EQ(saved(), "b.vcf ");
+    makeAndDelete("c", "d");
+    makeAndDelete("e", "f");
+    EXPECT_EQ(Show(book.store->List(ItemType::Contact)), "b.vcf=b|d.vcf=d|f.vcf=f|");
+    EXPECT_FALSE(book.store->Delete(ItemType::Contact, "b.vcf", ""));
+    book.store->Flush();
+    EXPECT_EQ(saved(), "d.vcf f.vcf ");
+    EXPECT_FALSE(book.store->Delete(ItemType::Contact, "d.vcf", "")) << "not looked at since the flush";
+    book.store->Flush();
+    EXPECT_EQ(saved(), "f.vcf ");
+    EXPECT_EQ(Show(book.Open().List(ItemType::Contact)), "f.vcf=f|");
+}
+
 TEST(FolderStore, WhatWentIsForgottenAndWhatWasNotReadIsNot) {
     Book book;
     for (const char* name : {"a", "b", "c", "d"}) book.files.Put(std::string(name) + ".vcf", CardText(name, "Ada"));
