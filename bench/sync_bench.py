@@ -2,7 +2,7 @@
 """First, unchanged and 1-percent-changed synchronisation of contacts: time and peak memory, beside other programs.
 
 usage: sync_bench.py KEZSYNC [--items N[,N...]] [--place FOLDER[,FOLDER...]] [--pictures] [--programs NAME[,NAME...]]
-                      [--rounds N] [--writing-rounds N]
+                      [--rounds N] [--writing-rounds N] [--first-rounds N]
 
 kezsync brings a folder and a new device into agreement ("first" from the files to the device, "to files" from another
 device to an empty folder); vdirsyncer and unison do the same with two local folders, in the same run, with the same
@@ -12,8 +12,8 @@ A program that is not installed is left out, and said to be. One line each: seco
 processor, peak memory in MiB, microseconds an item. Build with optimisation; give a place on a disk and one on tmpfs.
 With --pictures every tenth card has one of 20 KB.
 
-"Unchanged", "1 percent", "to files" and "bare" are medians of some rounds in which all programs take turns, because the
-speed of a shared machine drifts: the ratios that follow are of runs of one round. Nothing is deleted before the end,
+All are medians of some rounds in which the programs take turns, because the speed of a shared machine drifts: the ratios
+that follow are of runs of one round. Nothing is deleted before the end,
 because for minutes after many files were, a file system may look long for the inode of a new one.
 """
 import argparse
@@ -115,6 +115,7 @@ def main():
     parser.add_argument("--pictures", action="store_true")
     parser.add_argument("--rounds", type=int, default=5)
     parser.add_argument("--writing-rounds", type=int, default=3)
+    parser.add_argument("--first-rounds", type=int, default=1)
     parser.add_argument("--programs", default="bare,kezsync,vdirsyncer,unison")
     options = parser.parse_args()
     programs = {"kezsync": lambda place: kezsync(options.kezsync, place), "vdirsyncer": vdirsyncer, "unison": unison}
@@ -136,15 +137,34 @@ def main():
                           flush=True)
 
                 folder = folders.enter_context(tempfile.TemporaryDirectory(prefix="kezsync-bench-", dir=where))
-                commands = {}
-                for name in (name for name in programs if name in wanted):
-                    place = pathlib.Path(folder) / name
-                    fill(place / "a", items, options.pictures)
-                    commands[name] = programs[name](place)
-                    say(name, "first", *measured(*commands[name]))
+                makers = {name: make for name, make in programs.items() if name in wanted}
+                commands = first_in_turns(pathlib.Path(folder), makers, items, options, say)
                 if "kezsync" in commands:
                     write_in_turns(pathlib.Path(folder) / "kezsync", "bare" in wanted, options, say)
                 take_turns(pathlib.Path(folder), commands, items, options, say)
+
+
+def first_in_turns(folder, programs, items, options, say):
+    """The commands, each with a place that it has brought into agreement."""
+    commands, seen = {}, {name: [] for name in programs}
+    for n in range(options.first_rounds):
+        for name, make in programs.items():
+            place = folder / (f"{name}-first-{n}" if n else name)
+            fill(place / "a", items, options.pictures)
+            command = make(place)
+            commands.setdefault(name, command)
+            os.sync()
+            seen[name].append(measured(*command))
+    for name, runs in seen.items():
+        say(name, "first", *(statistics.median(figure) for figure in zip(*runs)))
+    if "kezsync" in seen and "vdirsyncer" in seen:
+        say_ratios("first beside vdirsyncer's", seen["kezsync"], seen["vdirsyncer"])
+    return commands
+
+
+def say_ratios(what, ours, theirs):
+    ratios = sorted(mine[0] / other[0] for mine, other in zip(ours, theirs))
+    print(f"  {what}: {statistics.median(ratios):.2f} ({ratios[0]:.2f} to {ratios[-1]:.2f})", flush=True)
 
 
 def write_in_turns(place, with_bare, options, say):
@@ -161,9 +181,7 @@ def write_in_turns(place, with_bare, options, say):
         if runs:
             say(name, case, *(statistics.median(figure) for figure in zip(*runs)))
     if bare:
-        ratios = sorted(mine[0] / theirs[0] for mine, theirs in zip(ours, bare))
-        print(f"  to files beside the bare writing: {statistics.median(ratios):.2f} "
-              f"({ratios[0]:.2f} to {ratios[-1]:.2f})", flush=True)
+        say_ratios("to files beside the bare writing", ours, bare)
 
 
 def take_turns(folder, commands, items, options, say):
@@ -181,10 +199,7 @@ def take_turns(folder, commands, items, options, say):
             say(name, case, *(statistics.median(figure) for figure in zip(*runs)))
     if "kezsync" in seen and "unison" in seen:
         for case in ("unchanged", "1 percent"):
-            ratios = sorted(ours[0] / theirs[0]
-                            for ours, theirs in zip(seen["kezsync"][case], seen["unison"]["unchanged"]))
-            print(f"  {case} beside Unison's unchanged: {statistics.median(ratios):.2f} "
-                  f"({ratios[0]:.2f} to {ratios[-1]:.2f})", flush=True)
+            say_ratios(f"{case} beside Unison's unchanged", seen["kezsync"][case], seen["unison"]["unchanged"])
 
 
 if __name__ == "__main__":
