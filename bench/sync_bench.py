@@ -13,8 +13,8 @@ processor, peak memory in MiB, microseconds an item. Build with optimisation; gi
 With --pictures every tenth card has one of 20 KB.
 
 All are medians of some rounds in which the programs take turns, because the speed of a shared machine drifts: the ratios
-that follow are of runs of one round. Nothing is deleted before the end,
-because for minutes after many files were, a file system may look long for the inode of a new one.
+that follow are of runs of one round. Nothing is deleted before the end, because for minutes after many files were, a file
+system may look long for the inode of a new one.
 """
 import argparse
 import base64

@@ -23,7 +23,7 @@ std::vector<FileEntry> DryFiles::List(const std::string& folder, const partner::
         if (!content || path.substr(0, end) != folder || (wanted && !wanted(path.substr(end + 1)))) continue;
         entries.push_back(EntryOf(path, *content));
     }
-    std::sort(entries.begin(), entries.end(), [](const FileEntry& a, const FileEntry& b) { return a.name < b.name; });
+    std::ranges::sort(entries, {}, &FileEntry::name);
     return entries;
 }
 

@@ -73,7 +73,7 @@ std::vector<FileEntry> RealFileLayer::List(const std::string& folder, const Name
     ::closedir(dir);
     errno = error;
     if (error) Fail("cannot list", folder);
-    std::sort(entries.begin(), entries.end(), [](const FileEntry& a, const FileEntry& b) { return a.name < b.name; });
+    std::ranges::sort(entries, {}, &FileEntry::name);
     return entries;
 }
 

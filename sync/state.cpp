@@ -159,7 +159,7 @@ std::set<ItemType> State::BeginListings(const std::vector<ItemType>& types) {
     Statement put(Durable(), "INSERT OR IGNORE INTO listing (type) VALUES (?)");
     for (const ItemType type : types) {
         put.Bind(Number(type)).Run();
-        if (sqlite3_changes(m_connection->Handle()) == 0) found.insert(type);
+        if (m_connection->Changes() == 0) found.insert(type);
     }
     transaction.Commit();
     return found;
